@@ -1,0 +1,49 @@
+// What the logic needs of the platform, declared once and implemented in each platform's folder.
+#pragma once
+
+#include "zynkdbg.h"
+
+namespace zynkplat {
+
+/// The multi-byte functions of the runtime library under the process's current locale, one
+/// character at a time. They stand behind this seam for two reasons: a wide character has the
+/// platform's width only below it, and an encoding with shift states, of which most hosts have no
+/// locale, can be put in its place.
+///
+/// Each function keeps its own shift state for each thread, as the runtime's functions do.
+class MultiByte {
+  public:
+    /// The most bytes of one character: `MB_CUR_MAX`.
+    virtual unsigned long MaxBytes() const = 0;
+    /// `mblen` of no text: puts Length and ToWide back to the initial shift state and answers
+    /// whether the encoding has shift states.
+    virtual bool ResetShiftState() = 0;
+    /// `mblen`: bytes of the character at `s`, of which `n` bytes may be read; 0 for a NUL, -1 for
+    /// a sequence that is invalid or not whole.
+    virtual int Length(const char* s, unsigned long n) = 0;
+    /// `mbtowc`: as Length, and the character.
+    virtual int ToWide(char32_t& wide, const char* s, unsigned long n) = 0;
+    /// `wctomb`: writes up to MaxBytes bytes of the character to `to`; their number, or -1. The
+    /// NUL character first returns to the initial shift state, and its own byte counts.
+    virtual int FromWide(char* to, char32_t wide) = 0;
+
+    virtual char32_t ToLower(char32_t wide) const = 0;
+    virtual char32_t ToUpper(char32_t wide) const = 0;
+
+  protected:
+    ~MultiByte() = default;
+};
+
+/// The multi-byte functions in use.
+MultiByte& CurrentMultiByte();
+/// Puts `substitute` in their place, for tests; null puts the runtime's own back.
+void UseMultiByte(MultiByte* substitute);
+
+/// The code page number of the locale's character encoding; 819 if it has none that is known.
+unsigned short GetACP();
+/// The same for the terminal.
+unsigned short GetConsoleOutputCP();
+/// The code page number of an encoding by its name, as GetACP gives it.
+unsigned short CodePageOfCodeset(const char* codeset);
+
+} // namespace zynkplat

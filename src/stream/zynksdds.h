@@ -1,0 +1,407 @@
+// ZynStream: the self-describing binary data stream in which all messages and stored blobs travel.
+//
+// A stream is one run of bytes in a growable block: a header, then values in the manner of XDR
+// (RFC 4506): big-endian, and padded to multiples of 4 bytes. Values are grouped into parameters,
+// numbered frames that a reader asks for by number, looks at ahead or skips; they nest, and so do
+// whole streams. docs/stream-format.md describes the bytes.
+//
+// Copies of a stream share its bytes, but each has its own position and its own open parameters: a
+// copy is a second cursor. Nothing is locked: a stream, its copies and its substreams belong to one
+// thread at a time.
+//
+//     ZynStream out(256, ZynStream::Plain);
+//     out.StartParmEnc(5);
+//     out << 7L << ZynString("seven");
+//     out.EndParmEnc();
+//     out.Close();                        // Length() bytes at PreWrite() go on their way
+//
+//     ZynStream in(length, ZynStream::Unknown);
+//     std::memcpy(in.PreRead(length), bytes, length);
+//     in.PostRead(length);
+//     long number;
+//     ZynString text;
+//     in.StartParmDec(5);
+//     in >> number >> text;
+//     in.EndParmDec();
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+#include <memory>
+#include <optional>
+#include <set>
+#include <vector>
+
+#include "zynkbin.h"
+#include "zynkdynp.h"
+#include "zynkstr.h"
+#include "zynkxcp.h"
+
+/// A parameter frame in a stream: its number, place and size. Ordered by number alone.
+class ZYN_EXPORT ZynStreamParmDescriptor {
+  public:
+    explicit ZynStreamParmDescriptor(unsigned long id = 0, unsigned long position = 0,
+                                     unsigned long length = 0)
+        : _id(id), _position(position), _length(length) {}
+
+    bool operator<(const ZynStreamParmDescriptor& other) const { return _id < other._id; }
+
+    unsigned long _id;       ///< parameter number; 0 only for an erased frame
+    unsigned long _position; ///< offset of the frame's first byte in the memory block
+    unsigned long _length;   ///< bytes with the 8 of the frame's head; 0 while being encoded
+};
+
+class ZYN_EXPORT ZynStream {
+  public:
+    enum Knd {
+        Plain = 0,                  ///< magic "ZNID", a header of 20 bytes
+        InternalRuntimeMessage = 1, ///< a work information header first, magic "ZNRM", 140 bytes
+        Unknown = 2                 ///< not decoded yet, or a raw area
+    };
+
+    class StreamHeader;
+    class Exception;
+    class ExcTruncated;
+    class ExcKindError;
+    class ExcContentError;
+    class ExcParmMismatch;
+
+    /// @name Making a stream
+    /// `ccsid` is the code page of the stream's strings; 0 stands for DefaultStreamCcsid(). Unless
+    /// the kind is Unknown the header is written at once, so that the stream is ready for values.
+    /// @{
+    /// @param size bytes expected; the stream grows as needed
+    explicit ZynStream(unsigned long size, Knd kind = Plain, unsigned short ccsid = 0);
+    ZynStream(CreateEmptyTag, unsigned long size, Knd kind = Plain, unsigned short ccsid = 0);
+    /// Writes into shared memory from `offset` on, which must not be behind its size.
+    ZynStream(const ZynDynPointer& mem, unsigned long offset, Knd kind, unsigned short ccsid);
+    /// Reads a finished stream in place.
+    ZynStream(const ZynDynPointer& mem, unsigned long offset);
+    /// A second cursor on the same bytes.
+    ZynStream(const ZynStream& other);
+    ZynStream& operator=(const ZynStream& other);
+    virtual ~ZynStream();
+    /// @}
+
+    /// @name Inspection
+    /// @{
+    /// Whether there is no memory block.
+    bool IsNull() const;
+    Knd Kind() const;
+    /// Bytes from the first of the header to the last written.
+    unsigned long Length() const;
+    /// Offset of this cursor in the memory block.
+    unsigned long CurrentPosition() const { return _curPos; }
+    bool Eof() const;
+    /// Whether the stream is finished, with its length in the header.
+    bool Closed() const;
+    bool IsIndexed() const;
+    /// @}
+
+    /// @name Positioning
+    /// Leaves the parameters open for reading; one open for encoding is a contract failure.
+    /// @{
+    /// To the first byte behind the header.
+    virtual void PositionToStart();
+    void PositionToEnd();
+    /// To an offset in the memory block, whatever it is. Not on an indexed stream.
+    void PositionTo(unsigned long offset);
+    /// @}
+
+    /// @name Life of a stream
+    /// @{
+    /// Writes the length into the header and positions to the start. Closing twice is harmless;
+    /// a parameter still being encoded is a contract failure.
+    void Close();
+    /// Drops all values. The stream is open again.
+    void Clear();
+    /// Drops the values from this position on. The stream is open again.
+    void Truncate();
+    /// The first of Length() bytes to send, valid until the next write. The stream must be closed.
+    const char* PreWrite() const;
+    /// Room for a stream of `n` bytes to be received; PostRead then decodes it.
+    char* PreRead(unsigned long n);
+    /// Decodes the `length` bytes that were received at PreRead. Throws ExcTruncated if they are
+    /// fewer than a header or than the length it claims, ExcKindError if they have no magic.
+    void PostRead(unsigned long length);
+    /// @}
+
+    /// @name Values
+    /// A `Put` outside of an open parameter that was opened for reading, or of a number that
+    /// neither a signed nor an unsigned 32-bit word can hold, or of a null value is a contract
+    /// failure. A `Get` past the end of the stream or of the innermost open parameter throws
+    /// ExcContentError and leaves the position as it was.
+    /// @{
+    void Put(long value);
+    void Put(unsigned long value);
+    void Put(int value);
+    void Put(unsigned short value);
+    void Put(bool value);
+    void Put(float value);
+    void Put(double value);
+    void Put(const ZynBinary& value);
+    void Put(const ZynString& value);
+    /// Appends a closed stream with its header. A substream that was written in place moves
+    /// nothing; erased frames of an indexed stream are left out.
+    void Put(const ZynStream& s);
+    template <class T>
+    void Put(const T*) = delete; // would be taken for a bool
+
+    void Get(long& value);
+    void Get(unsigned long& value);
+    void Get(int& value);
+    /// The low 16 bits of the word.
+    void Get(unsigned short& value);
+    /// True for any word but 0.
+    void Get(bool& value);
+    void Get(float& value);
+    void Get(double& value);
+    /// Never null afterwards.
+    void Get(ZynBinary& value);
+    /// Never null afterwards; ends at a NUL among the bytes.
+    void Get(ZynString& value);
+    /// Reads a nested stream into bytes of its own.
+    void Get(ZynStream& s);
+
+    /// `n` bytes and zero bytes up to a multiple of 4. Reader and writer agree on `n`.
+    void PutFixedOpaque(const char* data, unsigned long n);
+    void GetFixedOpaque(char* buffer, unsigned long n);
+    /// A length word, then as fixed opaque.
+    void PutVarOpaque(const char* data, unsigned long n);
+    /// Reads up to `max` bytes and answers the stored length. If this is above `max` the position
+    /// stays, so that a larger buffer can be tried; with `max` 0 a reader asks for the length.
+    unsigned long GetVarOpaque(char* buffer, unsigned long max);
+    /// @}
+
+    /// @name Writing parameters
+    /// @{
+    /// Opens a frame. `parmId` must not be 0, and on the top level of an indexed stream not be in
+    /// use.
+    ZynStream& StartParmEnc(unsigned long parmId);
+    /// Closes the innermost frame, also one that was opened for reading.
+    ZynStream& EndParmEnc();
+    /// @}
+
+    /// @name Reading parameters
+    /// @{
+    /// Delivers the id of the next frame without opening it. Throws ExcContentError at the end of
+    /// the stream or of the open frame, and for a frame shorter than its own head.
+    ZynStream& PrefetchNextParm(unsigned long& parmId);
+    /// Opens the next frame. Throws ExcParmMismatch, and leaves the stream as it was, if it has
+    /// another id; ExcContentError if it is longer than what encloses it.
+    ZynStream& StartParmDec(unsigned long parmId);
+    /// Closes the innermost frame and goes to its end, whatever of it was read.
+    ZynStream& EndParmDec();
+    /// Drops the prefetched frame and goes behind it.
+    ZynStream& SkipNextParm();
+    /// Delivers the place of the next frame, for PrefetchParm at a later time, and goes behind it.
+    ZynStream& GetParm(ZynStreamParmDescriptor& descr);
+    /// Goes to a remembered frame of the top level and makes it the prefetched one.
+    void PrefetchParm(const ZynStreamParmDescriptor& parmDescr);
+    /// The same by id, in an indexed stream; false if there is none.
+    bool PrefetchParm(unsigned long parmId);
+    /// Whether an indexed stream has a parameter with `low` <= id <= `high`.
+    bool IsAnyParmSetWithinSubrange(unsigned long low, unsigned long high) const;
+    /// @}
+
+    /// @name Index
+    /// The top-level parameters by id, kept beside the bytes and shared by all copies.
+    /// @{
+    /// Builds the index from the bytes and positions to the end. Frames of id 0 are erased ones;
+    /// two frames of another id are a contract failure.
+    void CreateIndex();
+    void DeleteIndex();
+    /// Bytes of erased frames.
+    unsigned long UnusedBytes() const;
+    /// @}
+
+    /// @name Substreams
+    /// @{
+    /// Makes `sub` a stream that writes into this stream's memory at its current position, with a
+    /// header of its own. Until it is closed and handed to EndSubstream (or `Put`), this stream
+    /// must not be written.
+    void StartSubstream(Knd kind, ZynStream& sub);
+    /// Takes a closed substream that begins at the current position into this stream.
+    void EndSubstream(const ZynStream& s);
+    /// @}
+
+    /// Writes the initial work information header. Only for kind InternalRuntimeMessage.
+    void InitHXWIH();
+
+    /// @name Printed forms
+    /// @{
+    /// The header and all bytes behind it, in lines indented by `indent`.
+    virtual void StreamKeywordDelimited(std::ostream& os, int indent) const;
+    /// The header and the top-level parameters.
+    virtual void StreamKeywordDelimited2(std::ostream& os, int indent) const;
+    /// @}
+
+  protected:
+    /// Decodes a copy of `length` bytes.
+    ZynStream(const char* data, unsigned long length);
+
+    /// Hooks of a derived class: called for a substream whose header has been written, and for a
+    /// nested stream that has been read.
+    virtual void EncodeSuper();
+    virtual void DecodeSuper();
+
+    virtual void StreamHeaderKeywordDelimited(std::ostream& os, int indent) const;
+
+  private:
+    struct DataRep;
+    struct RawTag {};
+    using Index = std::set<ZynStreamParmDescriptor>;
+
+    static constexpr unsigned long WordSize = 4;
+    static constexpr unsigned long FrameHeadSize = 2 * WordSize;
+    static constexpr unsigned long Unbounded = static_cast<unsigned long>(-1);
+
+    ZynStream(const ZynDynPointer& mem, unsigned long offset, RawTag);
+
+    void Share(const ZynStream& other);
+    void Release();
+    void BeginHeader(Knd kind, unsigned short ccsid);
+    void InternalPostRead(unsigned long end, unsigned long claimEnd);
+    void CleanupParms();
+    void DropParms();
+    void OpenParm(const ZynStreamParmDescriptor& parm);
+    void CloseParm();
+    void BoundParms();
+    void SkipPayload(const ZynStreamParmDescriptor& parm);
+
+    unsigned long ReadEnd() const;
+    void EnableCorrectRead(unsigned long lng) const;
+    [[noreturn]] void ThrowContentError() const;
+    void EnableCorrectWrite(unsigned long lng);
+    void EnableCorrectWriteChecked(unsigned long lng);
+    void AdvanceAfterWrite(unsigned long n);
+    /// Room for `n` bytes at the position, which moves behind them.
+    char* Claim(unsigned long n);
+
+    char* At(unsigned long position) const;
+    static std::uint32_t WireWord(long value);
+    static std::uint32_t WireWord(unsigned long value);
+    static void StoreWord(char* to, std::uint32_t word);
+    static std::uint32_t LoadWord(const char* from);
+    static unsigned long Padding(unsigned long n);
+    void PutWord(std::uint32_t word);
+    std::uint32_t GetWord();
+    static void StoreOpaque(char* to, const char* data, unsigned long n);
+    const char* PeekVarOpaque(unsigned long& length) const;
+    void SkipVarOpaque(unsigned long length);
+    void PutCompacted(const ZynStream& s);
+
+    bool IndexFindEntry(ZynStreamParmDescriptor& d) const;
+    bool IndexInsertEntry(const ZynStreamParmDescriptor& d);
+    bool IndexReplaceEntry(const ZynStreamParmDescriptor& d);
+
+    DataRep* _pMem;
+    unsigned long _curPos;
+    // How far this cursor may read and write as far as its own parameters are concerned; kept up to
+    // date by BoundParms, so that a value is tested against one bound.
+    unsigned long _readBound = Unbounded;
+    unsigned long _writeBound = 0;
+    std::optional<ZynStreamParmDescriptor> _pNextParm;
+    std::vector<ZynStreamParmDescriptor> _parmStack;
+};
+
+/// The header of a stream as a value.
+class ZYN_EXPORT ZynStream::StreamHeader {
+  public:
+    StreamHeader(Knd kind, unsigned short streamCcsid);
+
+    /// Bytes in front of the data: 140 for InternalRuntimeMessage, else 20.
+    static unsigned long Size(Knd kind);
+
+    /// Writes the header at the stream's position. A work information header is only skipped.
+    void Encode(ZynStream& stream) const;
+    /// Reads the header at the stream's position. Throws ExcTruncated, ExcKindError.
+    void Decode(ZynStream& stream);
+
+    Knd _kind;
+    std::uint8_t _version = 3;
+    std::uint8_t _release = 5;
+    std::uint8_t _modLevel = 0;
+    std::uint16_t _streamCcsid;
+    unsigned long _streamLength = 0; ///< 0 until the stream is closed
+};
+
+/// What all copies of a stream share. Positions count from the start of the memory block.
+struct ZynStream::DataRep {
+    StreamHeader _header;
+    bool _closed = false;
+    unsigned long _headerPos; ///< first byte of this stream's header
+    unsigned long _startPos;  ///< first byte behind the header
+    unsigned long _endPos;    ///< behind the last byte written
+    ZynDynPointer _dynPtr;
+    unsigned short _convCcsid = 0; ///< code page of the strings if they need conversion, else 0
+    unsigned long _refCount = 1;
+    std::unique_ptr<Index> _pParmIndex;
+    unsigned long _unusedBytes = 0; ///< bytes of erased frames
+};
+
+/// Root of the stream's failures.
+class ZYN_EXPORT ZynStream::Exception : public ZynIntException {
+  public:
+    explicit Exception(const ZynOrigin& origin);
+
+  protected:
+    void PrintOn(std::ostream& os) const override;
+};
+
+/// The header claims more bytes than are at hand.
+class ZYN_EXPORT ZynStream::ExcTruncated : public ZynStream::Exception {
+  public:
+    explicit ExcTruncated(const ZynOrigin& origin);
+
+  protected:
+    void PrintOn(std::ostream& os) const override;
+};
+
+/// The bytes have no stream header.
+class ZYN_EXPORT ZynStream::ExcKindError : public ZynStream::Exception {
+  public:
+    explicit ExcKindError(const ZynOrigin& origin);
+
+  protected:
+    void PrintOn(std::ostream& os) const override;
+};
+
+/// A value or frame goes beyond what encloses it.
+class ZYN_EXPORT ZynStream::ExcContentError : public ZynStream::Exception {
+  public:
+    /// @param offset in the memory block
+    ExcContentError(const ZynOrigin& origin, unsigned long offset);
+
+    unsigned long Offset() const { return _offset; }
+
+  protected:
+    void PrintOn(std::ostream& os) const override;
+
+  private:
+    unsigned long _offset;
+};
+
+/// The next frame has another id than the one asked for.
+class ZYN_EXPORT ZynStream::ExcParmMismatch : public ZynStream::Exception {
+  public:
+    /// @param offset of the frame from the first byte of the stream's header
+    ExcParmMismatch(const ZynOrigin& origin, unsigned long offset);
+
+    unsigned long Offset() const { return _offset; }
+
+  protected:
+    void PrintOn(std::ostream& os) const override;
+
+  private:
+    unsigned long _offset;
+};
+
+/// The code page for new streams: that of the environment variable ZYN_DEFAULT_STREAM_CCSID, else
+/// the process's.
+ZYN_EXPORT unsigned short DefaultStreamCcsid();
+
+/// The stream as StreamKeywordDelimited prints it, within "ZynStream {" and " }".
+ZYN_EXPORT std::ostream& operator<<(std::ostream& os, const ZynStream& stream);
+
+#include "zynksdds.inl"

@@ -1,0 +1,200 @@
+// Parameters of ZynStream: frames, prefetching and substreams.
+//
+// A frame is an id word, a length word that counts these 8 bytes too, and the payload. Its head is
+// written once, when the length is known, into a gap left for it; nested content is not copied.
+// Open frames stand on a stack of the heap, so that no depth of nesting exhausts the thread's.
+#include "zynkconv.h"
+#include "zynksdds.h"
+#include "zynktrc.h"
+
+// What the open parameters and a prefetched one leave to this cursor. Nothing can be read in a
+// parameter that is still being encoded, and nothing written while one is prefetched.
+void ZynStream::BoundParms() {
+    _readBound = Unbounded;
+    _writeBound = Unbounded;
+    if (!_parmStack.empty()) {
+        const ZynStreamParmDescriptor& top = _parmStack.back();
+        _readBound = top._position + top._length;
+        if (top._length != 0)
+            _writeBound = _readBound;
+    }
+    if (_pNextParm || Kind() == Unknown)
+        _writeBound = 0;
+}
+
+void ZynStream::OpenParm(const ZynStreamParmDescriptor& parm) {
+    _parmStack.push_back(parm);
+    _pNextParm.reset();
+    BoundParms();
+}
+
+void ZynStream::CloseParm() {
+    _parmStack.pop_back();
+    BoundParms();
+}
+
+void ZynStream::DropParms() {
+    _parmStack.clear();
+    _pNextParm.reset();
+    BoundParms();
+}
+
+// Parameters open for reading may be left, one that is being encoded may not.
+void ZynStream::CleanupParms() {
+    while (!_parmStack.empty()) {
+        ZYN_ASSERT_TEXT(_parmStack.back()._length != 0, "_parmStack.top()._length != 0");
+        CloseParm();
+    }
+    DropParms();
+}
+
+ZynStream& ZynStream::StartParmEnc(unsigned long parmId) {
+    ZYN_REQUIRE_TEXT(parmId != 0, "parmId!=0");
+    WireWord(parmId); // an id that has no word could never be closed
+    const ZynStreamParmDescriptor parm(parmId, _curPos);
+    if (IsIndexed() && _parmStack.empty())
+        ZYN_REQUIRE_TEXT(IndexInsertEntry(parm), "rc == true");
+    Claim(FrameHeadSize);
+    OpenParm(parm);
+    return *this;
+}
+
+ZynStream& ZynStream::EndParmEnc() {
+    ZYN_REQUIRE_TEXT(!_pNextParm, "_pNextParm == 0");
+    ZYN_REQUIRE(!_parmStack.empty());
+    ZynStreamParmDescriptor& top = _parmStack.back();
+    if (top._length != 0)
+        return EndParmDec();
+    const std::uint32_t length = WireWord(_curPos - top._position);
+    top._length = length;
+    if (IsIndexed() && _parmStack.size() == 1)
+        ZYN_REQUIRE_TEXT(IndexReplaceEntry(top), "rc == true");
+    const unsigned long end = _curPos;
+    _curPos = top._position;
+    BoundParms();
+    EnableCorrectWrite(FrameHeadSize);
+    StoreWord(At(_curPos), WireWord(top._id));
+    StoreWord(At(_curPos) + WordSize, length);
+    _curPos = end;
+    CloseParm();
+    if (_curPos > _writeBound)
+        EnableCorrectWriteChecked(0);
+    return *this;
+}
+
+ZynStream& ZynStream::PrefetchNextParm(unsigned long& parmId) {
+    if (!_pNextParm) {
+        ZynStreamParmDescriptor next(0, _curPos);
+        EnableCorrectRead(FrameHeadSize);
+        next._id = LoadWord(At(_curPos));
+        next._length = LoadWord(At(_curPos) + WordSize);
+        if (next._length < FrameHeadSize) {
+            ZYN_TRACE(1, 64, ZynTrace::KernelComponent, "Parameter length < 2*sizeof(long)");
+            ZYN_TRACE(1, 64, ZynTrace::KernelComponent, *this);
+            ZYN_THROW_INT(ExcContentError(ZYN_ORIGIN("ZynStream::PrefetchNextParm"), _curPos));
+        }
+        _curPos += FrameHeadSize;
+        _pNextParm = next;
+        BoundParms();
+    }
+    parmId = _pNextParm->_id;
+    return *this;
+}
+
+// The frame is proved to fit into the stream and into the frame around it. One that does not fit
+// stays open, so that the next positioning call cleans it up.
+ZynStream& ZynStream::StartParmDec(unsigned long parmId) {
+    unsigned long nextId = 0;
+    PrefetchNextParm(nextId);
+    if (nextId != parmId)
+        ZYN_THROW_INT(ExcParmMismatch(ZYN_ORIGIN("ZynStream::StartParmDec"),
+                                      _pNextParm->_position - _pMem->_headerPos));
+    const ZynStreamParmDescriptor parm = *_pNextParm;
+    const bool fits = _curPos <= ReadEnd() && parm._length - FrameHeadSize <= ReadEnd() - _curPos;
+    OpenParm(parm);
+    if (!fits)
+        ThrowContentError();
+    return *this;
+}
+
+ZynStream& ZynStream::EndParmDec() {
+    ZYN_REQUIRE_TEXT(!_pNextParm, "_pNextParm == 0");
+    ZYN_REQUIRE(!_parmStack.empty());
+    _curPos = _parmStack.back()._position + _parmStack.back()._length;
+    CloseParm();
+    return *this;
+}
+
+// Drops the prefetched frame `parm`, whose payload stands at the position, and goes behind it.
+void ZynStream::SkipPayload(const ZynStreamParmDescriptor& parm) {
+    const unsigned long payload = parm._length - FrameHeadSize;
+    _pNextParm.reset();
+    BoundParms();
+    EnableCorrectRead(payload);
+    _curPos += payload;
+}
+
+ZynStream& ZynStream::SkipNextParm() {
+    ZYN_REQUIRE_TEXT(_pNextParm.has_value(), "_pNextParm != 0");
+    SkipPayload(ZynStreamParmDescriptor(*_pNextParm));
+    return *this;
+}
+
+ZynStream& ZynStream::GetParm(ZynStreamParmDescriptor& descr) {
+    unsigned long parmId = 0;
+    PrefetchNextParm(parmId);
+    descr = *_pNextParm;
+    SkipPayload(descr);
+    return *this;
+}
+
+void ZynStream::PrefetchParm(const ZynStreamParmDescriptor& parmDescr) {
+    ZYN_REQUIRE(_parmStack.empty());
+    ZYN_REQUIRE_TEXT(!_pNextParm, "_pNextParm == 0");
+    ZYN_REQUIRE(parmDescr._position >= _pMem->_startPos);
+    ZYN_REQUIRE_TEXT(parmDescr._length >= FrameHeadSize, "parmDescr._length >= 2 * sizeof(long)");
+    ZYN_REQUIRE_TEXT(parmDescr._position <= _pMem->_endPos &&
+                         parmDescr._length <= _pMem->_endPos - parmDescr._position,
+                     "parmDescr._position + parmDescr._length <= _pMem->_endPos");
+    _pNextParm = parmDescr;
+    _curPos = parmDescr._position + FrameHeadSize;
+    BoundParms();
+}
+
+bool ZynStream::PrefetchParm(unsigned long parmId) {
+    ZYN_REQUIRE(IsIndexed());
+    ZYN_REQUIRE(parmId != 0);
+    ZynStreamParmDescriptor entry(parmId);
+    if (!IndexFindEntry(entry))
+        return false;
+    ZYN_REQUIRE_TEXT(entry._length >= FrameHeadSize, "entry._length >= 2 * sizeof(long)");
+    CleanupParms();
+    _pNextParm = entry;
+    _curPos = entry._position + FrameHeadSize;
+    BoundParms();
+    return true;
+}
+
+// `sub` may be this very stream: what it is to share is taken first.
+void ZynStream::StartSubstream(Knd kind, ZynStream& sub) {
+    const ZynStream raw(_pMem->_dynPtr, _curPos, RawTag());
+    const unsigned short ccsid = _pMem->_header._streamCcsid;
+    const unsigned short convCcsid = _pMem->_convCcsid;
+    sub.Share(raw);
+    sub._curPos = raw._curPos;
+    sub.DropParms();
+    sub.BeginHeader(kind, ccsid);
+    if (kind == Unknown)
+        return;
+    sub._pMem->_convCcsid = convCcsid;
+    sub.EncodeSuper();
+}
+
+void ZynStream::EndSubstream(const ZynStream& s) {
+    ZYN_REQUIRE(s.Closed());
+    ZYN_REQUIRE_TEXT(static_cast<char*>(s._pMem->_dynPtr) == static_cast<char*>(_pMem->_dynPtr) &&
+                         s._pMem->_headerPos == _curPos,
+                     "((char*)(s._pMem->_dynPtr) == (char*)(_pMem->_dynPtr)) && "
+                     "(s._pMem->_headerPos == _curPos)");
+    Claim(s.Length());
+}

@@ -1,0 +1,159 @@
+// ZynString: making, comparing, joining and filling. The operations on characters, editing and
+// numbers stand in the sources beside this one.
+#include "zynkstr.h"
+
+#include <climits>
+#include <ostream>
+#include <utility>
+
+namespace {
+
+// The bytes that a constructor is to copy: none past the first NUL.
+unsigned long BytesToCopy(const char* text, long length) {
+    if (length == -1)
+        return std::strlen(text);
+    return length > 0 ? strnlen(text, static_cast<unsigned long>(length)) : 0;
+}
+
+} // namespace
+
+ZynString::ZynString(const char* text, long length, unsigned long startpos) {
+    ZYN_REQUIRE(startpos > 0);
+    if (text == nullptr)
+        return;
+    const char* const from = text + (startpos - 1);
+    *this = FromBytes(from, BytesToCopy(from, length));
+}
+
+// The terminator's byte is taken off the capacity, so that PostRead can fill exactly what was
+// asked for.
+ZynString::ZynString(CreateEmptyTag, unsigned long capacity)
+    : _pRep(ZynBinary::Rep::Allocate(capacity < ULONG_MAX ? capacity + 1 : capacity, 0)) {
+    --_pRep->_allocLen;
+    _pRep->_data[0] = '\0';
+}
+
+ZynString ZynString::FromBytes(const char* bytes, unsigned long n) {
+    ZynString string;
+    string._pRep = ZynBinary::RepRef(ZynBinary::Rep::Allocate(n + 1, n));
+    if (n != 0)
+        std::memcpy(string._pRep->_data, bytes, n);
+    string._pRep->_data[n] = '\0';
+    return string;
+}
+
+// The new text may lie within the old one, which goes last.
+ZynString& ZynString::operator=(const char* text) {
+    return *this = ZynString(text);
+}
+
+ZynString& ZynString::operator=(char c) {
+    return *this = FromBytes(&c, 1);
+}
+
+char* ZynString::Data() {
+    ZYN_REQUIRE(!IsNull());
+    if (_pRep->_refCount > 1)
+        _pRep.Replace(_pRep->_len + 1, _pRep->_len + 1);
+    return _pRep->_data;
+}
+
+bool operator==(const ZynString& r, const char* psz) {
+    ZYN_REQUIRE_TEXT(!r.IsNull() && psz != nullptr, "!r.IsNull() && psz != 0");
+    return std::strcmp(r.C_str(), psz) == 0;
+}
+
+bool operator<(const ZynString& lhs, const ZynString& rhs) {
+    if (lhs.IsNull() || rhs.IsNull())
+        return lhs.IsNull() && !rhs.IsNull();
+    return std::strcmp(lhs.C_str(), rhs.C_str()) < 0;
+}
+
+// A string made to be filled counts its terminator out of its room and every other string counts it
+// in; taking one off serves both.
+void ZynString::Reserve(unsigned long n) {
+    if (IsNull()) {
+        *this = ZynString(CreateEmpty, n);
+        return;
+    }
+    const bool fits = n < _pRep->_allocLen;
+    if (fits && _pRep->_refCount == 1)
+        return;
+    const unsigned long wanted = fits ? _pRep->_allocLen - 1 : n;
+    const unsigned long len = _pRep->_len;
+    ZynString grown(CreateEmpty, wanted < len ? len : wanted);
+    std::memcpy(grown._pRep->_data, _pRep->_data, len + 1);
+    grown._pRep->_len = len;
+    *this = std::move(grown);
+}
+
+// `text` may be part of this string, whose representation changes with the room: a reference kept
+// meanwhile keeps the bytes.
+ZynString& ZynString::Append(const char* text, unsigned long n) {
+    const unsigned long len = _pRep->_len;
+    const ZynBinary::RepRef keep = n < _pRep->_allocLen - len ? ZynBinary::RepRef() : _pRep;
+    Reserve(len + n);
+    std::memmove(_pRep->_data + len, text, n);
+    _pRep->_len = len + n;
+    _pRep->_data[len + n] = '\0';
+    return *this;
+}
+
+ZynString& ZynString::operator|=(const ZynString& rhs) {
+    ZYN_REQUIRE(!IsNull() && !rhs.IsNull());
+    if (rhs._pRep->_len == 0)
+        return *this;
+    if (_pRep->_len == 0)
+        return *this = rhs;
+    return Append(rhs._pRep->_data, rhs._pRep->_len);
+}
+
+ZynString& ZynString::operator|=(const char* psz) {
+    ZYN_REQUIRE_TEXT(!IsNull() && psz != nullptr, "!IsNull() && psz != 0");
+    const unsigned long n = std::strlen(psz);
+    if (n == 0)
+        return *this;
+    if (_pRep->_len == 0)
+        return *this = psz;
+    return Append(psz, n);
+}
+
+ZynString& ZynString::operator|=(char c) {
+    ZYN_REQUIRE(!IsNull());
+    return Append(&c, 1);
+}
+
+ZynString operator|(const ZynString& lhs, const ZynString& rhs) {
+    ZYN_REQUIRE(!lhs.IsNull() && !rhs.IsNull());
+    ZynString joined(lhs);
+    joined |= rhs;
+    return joined;
+}
+
+ZynString operator|(const ZynString& lhs, const char* psz) {
+    ZYN_REQUIRE_TEXT(!lhs.IsNull() && psz != nullptr, "!lhs.IsNull() && psz != 0");
+    ZynString joined(lhs);
+    joined |= psz;
+    return joined;
+}
+
+char* ZynString::PreRead() {
+    ZYN_REQUIRE_TEXT(!IsNull(), "_pRep!=0");
+    ZYN_REQUIRE(_pRep->_refCount == 1);
+    return _pRep->_data;
+}
+
+void ZynString::PostRead(unsigned long n) {
+    ZYN_REQUIRE(!IsNull());
+    _pRep.SetLength(n);
+    _pRep->_data[n] = '\0';
+}
+
+ZynBinary ZynString::AsBinary() const {
+    ZYN_REQUIRE(!IsNull());
+    return {_pRep->_data, _pRep->_len};
+}
+
+std::ostream& operator<<(std::ostream& os, const ZynString& string) {
+    return os << (string.IsNull() ? "<null>" : string.C_str());
+}

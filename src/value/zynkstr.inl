@@ -1,0 +1,44 @@
+// Inline part of ZynString.
+
+inline void ZynString::SetNull() {
+    _pRep.Reset();
+}
+
+inline unsigned long ZynString::Length() const {
+    ZYN_REQUIRE(!IsNull());
+    return _pRep->_len;
+}
+
+inline const char* ZynString::C_str() const {
+    ZYN_REQUIRE(!IsNull());
+    return _pRep->_data;
+}
+
+inline unsigned long ZynString::WCharSize() const {
+    return IsNull() ? 2 : _pRep->_len * 2 + 2;
+}
+
+inline const char* ZynString::Data() const {
+    ZYN_REQUIRE(!IsNull());
+    return _pRep->_data;
+}
+
+inline unsigned long ZynString::Position(const ZynString& substr, unsigned long start) const {
+    return PositionChar(substr, start);
+}
+
+inline ZynString ZynString::SubString(unsigned long start, unsigned long length) const {
+    return SubStringChar(start, length);
+}
+
+inline const char* ZynString::_assert_invariant() const {
+    return _pRep._assert_invariant();
+}
+
+inline bool operator==(const ZynString& lhs, const ZynString& rhs) {
+    if (lhs._pRep == rhs._pRep)
+        return true;
+    if (lhs.IsNull() || rhs.IsNull())
+        return false;
+    return std::strcmp(lhs._pRep->_data, rhs._pRep->_data) == 0;
+}

@@ -1,0 +1,98 @@
+#include "zynkstr_wide.h"
+
+#include <climits>
+
+#include "zynkplat.h"
+
+namespace zynkwide {
+
+namespace {
+
+constexpr char32_t FirstBeyond16Bits = 0x10000;
+
+char16_t LeadUnit(char32_t wide) {
+    return static_cast<char16_t>(0xD800U | (wide - FirstBeyond16Bits) >> 10U);
+}
+
+char16_t TrailUnit(char32_t wide) {
+    return static_cast<char16_t>(0xDC00U | (wide & 0x3FFU));
+}
+
+char32_t PairValue(char16_t lead, char16_t trail) {
+    return FirstBeyond16Bits + ((static_cast<char32_t>(lead) & 0x3FFU) << 10U) +
+           (static_cast<char32_t>(trail) & 0x3FFU);
+}
+
+bool IsLeadUnit(char16_t unit) {
+    return unit >= 0xD800 && unit <= 0xDBFF;
+}
+
+} // namespace
+
+char16_t FirstUnit(char32_t wide) {
+    return wide < FirstBeyond16Bits ? static_cast<char16_t>(wide) : LeadUnit(wide);
+}
+
+unsigned long FromText(char16_t* to, const char* text, unsigned long n) {
+    auto& multiByte = zynkplat::CurrentMultiByte();
+    multiByte.ResetShiftState();
+    const char* const end = text + n;
+    unsigned long units = 0;
+    while (text < end && *text != '\0') {
+        char32_t wide = 0;
+        const int bytes = multiByte.ToWide(wide, text, static_cast<unsigned long>(end - text));
+        if (bytes <= 0)
+            return Invalid;
+        const unsigned long needed = wide < FirstBeyond16Bits ? 1 : 2;
+        if (units + needed > n)
+            return Invalid;
+        to[units++] = FirstUnit(wide);
+        if (needed == 2)
+            to[units++] = TrailUnit(wide);
+        text += bytes;
+    }
+    to[units] = u'\0';
+    return units;
+}
+
+bool ToText(std::string& to, std::u16string_view units) {
+    auto& multiByte = zynkplat::CurrentMultiByte();
+    multiByte.ResetShiftState();
+    const std::string::size_type before = to.size();
+    char bytes[MB_LEN_MAX];
+    for (std::size_t i = 0; i < units.size(); ++i) {
+        char32_t wide = units[i];
+        if (IsLeadUnit(units[i]) && i + 1 < units.size() && IsTrailUnit(units[i + 1])) {
+            wide = PairValue(units[i], units[i + 1]);
+            ++i;
+        }
+        const int length = multiByte.FromWide(bytes, wide);
+        if (length < 0) {
+            to.resize(before);
+            return false;
+        }
+        to.append(bytes, static_cast<std::size_t>(length));
+    }
+    // The terminator brings the shift state back; it does not belong to the text itself.
+    const int length = multiByte.FromWide(bytes, U'\0');
+    if (length > 1)
+        to.append(bytes, static_cast<std::size_t>(length) - 1);
+    return true;
+}
+
+unsigned long Characters(std::u16string_view units) {
+    unsigned long characters = 0;
+    for (const char16_t unit : units)
+        characters += IsTrailUnit(unit) ? 0 : 1;
+    return characters;
+}
+
+unsigned long UnitOfCharacter(std::u16string_view units, unsigned long position) {
+    unsigned long unit = 0;
+    for (; unit < units.size(); ++unit)
+        if (!IsTrailUnit(units[unit]) && --position == 0)
+            break;
+    return unit;
+}
+
+} // namespace zynkwide

@@ -1,0 +1,13 @@
+// The kernel library's public headers, all of them.
+#pragma once
+
+#include "zynkbin.h"
+#include "zynkconv.h"
+#include "zynkdbg.h"
+#include "zynkdynp.h"
+#include "zynksdds.h"
+#include "zynkspac.h"
+#include "zynkstr.h"
+#include "zynktime.h"
+#include "zynktrc.h"
+#include "zynkxcp.h"
