@@ -18,6 +18,10 @@ function(zynkern_subsystem NAME)
   target_sources(zynkern_objects PRIVATE ${headers} ${arg_SOURCES})
   target_include_directories(zynkern_objects PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
 
+  set(files ${headers} ${arg_SOURCES})
+  list(TRANSFORM files PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
+  set_property(GLOBAL APPEND PROPERTY ZYNKERN_DECLARED_FILES ${files})
+
   foreach(header IN LISTS arg_PUBLIC_HEADERS)
     set(path ${CMAKE_CURRENT_SOURCE_DIR}/${header})
     set_property(TARGET zynkernn APPEND PROPERTY PUBLIC_HEADER ${path})

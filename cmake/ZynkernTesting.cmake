@@ -38,6 +38,7 @@ function(zynkern_unit_tests NAME)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "TESTS;LOCALES")
   set(program ${NAME}_test)
   list(TRANSFORM arg_TESTS PREPEND ${PROJECT_SOURCE_DIR}/tests/${NAME}/)
+  set_property(GLOBAL APPEND PROPERTY ZYNKERN_DECLARED_FILES ${arg_TESTS})
   add_executable(${program} ${arg_TESTS})
   set_target_properties(${program} PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)

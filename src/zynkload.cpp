@@ -8,7 +8,7 @@
 namespace {
 
 struct Load {
-    Load() { ZynTrace::Init(); }
+    Load() noexcept { ZynTrace::Init(); }
 };
 
 const Load load;

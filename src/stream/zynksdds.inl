@@ -173,7 +173,11 @@ inline ZynStream& operator<<(ZynStream& s, bool value) { s.Put(value); return s;
 inline ZynStream& operator<<(ZynStream& s, float value) { s.Put(value); return s; }
 inline ZynStream& operator<<(ZynStream& s, double value) { s.Put(value); return s; }
 inline ZynStream& operator<<(ZynStream& s, const ZynBinary& value) { s.Put(value); return s; }
-inline ZynStream& operator<<(ZynStream& s, ZynString value) { s.Put(value); return s; }
+// By value, as strings are passed throughout: a copy is an increment.
+inline ZynStream& operator<<(ZynStream& s, ZynString value) { // NOLINT(performance-unnecessary-value-param)
+    s.Put(value);
+    return s;
+}
 inline ZynStream& operator<<(ZynStream& s, const ZynStream& value) { s.Put(value); return s; }
 template <class T> ZynStream& operator<<(ZynStream& s, const T*) = delete;
 

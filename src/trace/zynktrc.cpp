@@ -10,7 +10,7 @@ bool ZynTrace::_Xt = false;
 bool ZynTrace::_dumped = false;
 
 // A trace without settings is off.
-void ZynTrace::Init() {
+void ZynTrace::Init() noexcept {
     _On = false;
     _Xt = false;
 }

@@ -17,7 +17,7 @@ class ZYN_EXPORT ZynTrace {
     static constexpr int KernelComponent = 1;
 
     /// Sets the trace up. Called once, when the library is loaded.
-    static void Init();
+    static void Init() noexcept;
 
     /// The gate of an ordinary line.
     static bool IsOpen(unsigned long level, int category, int component) {

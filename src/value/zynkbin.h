@@ -207,7 +207,7 @@ class ZYN_EXPORT ZynBinary::MD5 {
 
     std::uint32_t _count[2]; ///< bits so far, low word first
     std::uint32_t _state[4];
-    unsigned char _input[BlockSize]; ///< the block that is not full yet
+    unsigned char _input[BlockSize] = {}; ///< the block that is not full yet
 };
 
 #include "zynkbin.inl"

@@ -55,11 +55,12 @@ struct Registers {
 };
 
 // One round of 16 steps. Step i of a round takes message word (First + i * Stride) mod 16.
-template <Word (*Mix)(Word, Word, Word), int Number, unsigned int First, unsigned int Stride>
+template <Word (*Mix)(Word, Word, Word), unsigned int Number, unsigned int First,
+          unsigned int Stride>
 void Round(Registers& r, const Word* message, int s1, int s2, int s3, int s4) {
 #pragma GCC unroll 4
     for (unsigned int i = 0; i < 16; i += 4) {
-        const Word* sine = Sine + Number * 16 + i;
+        const Word* sine = &Sine[Number * 16U + i];
         const auto word = [message](unsigned int step) {
             return message[(First + step * Stride) % 16];
         };
@@ -74,8 +75,7 @@ void Round(Registers& r, const Word* message, int s1, int s2, int s3, int s4) {
 
 const unsigned char ZynBinary::MD5::_PADDING[BlockSize] = {0x80};
 
-ZynBinary::MD5::MD5()
-    : _count{0, 0}, _state{0x67452301, 0xefcdab89, 0x98badcfe, 0x10325476}, _input{} {}
+ZynBinary::MD5::MD5() : _count{0, 0}, _state{0x67452301, 0xefcdab89, 0x98badcfe, 0x10325476} {}
 
 void ZynBinary::MD5::Transform(Word* state, const unsigned char* block) {
     Word message[16];

@@ -30,3 +30,8 @@ pkg-config --exact-version="$version" zynkernn
 read -ra flags <<<"$(pkg-config --cflags --libs zynkernn)"
 "$compiler" -std=c++20 "$@" "$here/main.cpp" "${flags[@]}" -o "$work/plain_user"
 LD_LIBRARY_PATH=$lib "$work/plain_user"
+
+echo "the program of the README:"
+sed -n '/^## A first program/,/^[A-Z]/s/^    //p' "$here/../../README.md" >"$work/readme.cpp"
+"$compiler" -std=c++20 "$@" "$work/readme.cpp" "${flags[@]}" -o "$work/readme"
+[[ $(LD_LIBRARY_PATH=$lib "$work/readme") == "Travel expenses, priority 4" ]]

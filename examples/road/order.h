@@ -1,0 +1,37 @@
+// The order that a client sends to have a process started.
+#pragma once
+
+#include <iosfwd>
+#include <span>
+#include <vector>
+
+#include "message.h"
+
+struct WorkOrder {
+    ZynString process;
+    ZynString instance;
+    ZynString starter;
+    long priority = 0; ///< 1 to 9
+    ZynString dueDate; ///< YYYY-MM-DD; may be null
+    double amount = 0; ///< finite
+    std::vector<ZynString> flags;
+    ZynString attachmentName; ///< null if there is no attachment
+    ZynBinary attachment;     ///< null if there is none
+};
+
+/// @name What is asked of the values
+/// Of those in an order file as well as of those in a message. They throw MessageError.
+/// @{
+void CheckPriority(long priority);
+void CheckDueDate(const ZynString& date);
+void CheckAmount(double amount);
+void CheckFlagCount(unsigned long count);
+/// @}
+
+/// A closed stream, ready to be sent.
+ZynStream PackOrder(const WorkOrder& order);
+/// Throws ZynStream::Exception for damaged bytes, MessageError for those that are no order.
+WorkOrder UnpackOrder(std::span<const char> message);
+
+/// One line for each member, with what a terminal could take for a command spelt out.
+std::ostream& operator<<(std::ostream& os, const WorkOrder& order);

@@ -1,0 +1,124 @@
+// road_server SOCKET: takes orders until it is told to end by SIGTERM or SIGINT.
+//
+// One client after another, one order each. None of them can do more than keep the next one
+// waiting for as long as a message may take.
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <string>
+
+#include <zynkern/zynkern.h>
+
+#include "answer.h"
+#include "order.h"
+#include "print.h"
+#include "unix_socket.h"
+
+namespace {
+
+constexpr std::chrono::seconds ClientTimeout(2);
+
+volatile std::sig_atomic_t stopRequested = 0;
+
+void RequestStop(int /*signal*/) {
+    stopRequested = 1;
+}
+
+// The signals that end the server are held back except while it waits for a client: an order under
+// way is answered, and none comes between the look at the flag and the wait. Answers the mask to
+// wait with.
+sigset_t HoldStopSignals() {
+    struct sigaction action {};
+    action.sa_handler = RequestStop;
+    sigset_t held;
+    sigset_t waiting;
+    sigemptyset(&held);
+    for (const int signal : {SIGTERM, SIGINT}) {
+        sigaction(signal, &action, nullptr);
+        sigaddset(&held, signal);
+    }
+    sigprocmask(SIG_BLOCK, &held, &waiting);
+    sigdelset(&waiting, SIGTERM);
+    sigdelset(&waiting, SIGINT);
+    return waiting;
+}
+
+Answer Accepted(const WorkOrder& order) {
+    static long lastWorkItem = 0;
+    Answer answer;
+    answer.accepted = true;
+    answer.workItem = ++lastWorkItem;
+    answer.text = "the order is taken";
+    if (!order.attachment.IsNull())
+        answer.digest = order.attachment.ToMD5();
+    return answer;
+}
+
+Answer Refused(const Bytes& message, const ZynString& why) {
+    // The reason may quote the message.
+    const std::string text = Printable(why);
+    std::cerr << "road_server: message of " << message.size() << " bytes refused: " << text << '\n';
+    Answer answer;
+    answer.text = text.c_str();
+    return answer;
+}
+
+// Whatever the bytes are, there is an answer to them.
+Answer AnswerTo(const Bytes& message) {
+    try {
+        const WorkOrder order = UnpackOrder(message);
+        Answer answer = Accepted(order);
+        std::cout << "order of " << message.size() << " bytes\n" << order;
+        std::cout << "answer\n" << answer;
+        return answer;
+    } catch (const ZynStream::Exception& error) {
+        return Refused(message, ZynString("damaged: ") | error.AsString());
+    } catch (const ZynException& error) {
+        return Refused(message, error.AsString());
+    } catch (const MessageError& error) {
+        return Refused(message, error.what());
+    }
+}
+
+// A client that fails takes nobody with it.
+void Serve(Channel& client) {
+    try {
+        const ZynStream answer = PackAnswer(AnswerTo(client.Receive()));
+        client.Send({answer.PreWrite(), answer.Length()});
+    } catch (const ZynException& error) {
+        std::cerr << "road_server: no answer: " << error << '\n';
+    } catch (const std::exception& error) {
+        std::cerr << "road_server: client lost: " << error.what() << '\n';
+    }
+}
+
+void Run(const std::string& path) {
+    const sigset_t waiting = HoldStopSignals();
+    UnixListener listener(path);
+    std::cout << "ready at " << path << '\n';
+    while (stopRequested == 0)
+        if (const auto client = listener.Accept(waiting, ClientTimeout))
+            Serve(*client);
+    std::cout << "ended\n";
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    // Whole lines at once, also into a pipe.
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    if (argc != 2) {
+        std::cerr << "usage: road_server SOCKET\n";
+        return 2;
+    }
+    try {
+        Run(argv[1]);
+        return 0;
+    } catch (const ZynException& error) {
+        std::cerr << "road_server: " << error << '\n';
+    } catch (const std::exception& error) {
+        std::cerr << "road_server: " << error.what() << '\n';
+    }
+    return 1;
+}
