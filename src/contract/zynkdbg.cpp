@@ -8,12 +8,14 @@
 namespace {
 
 // The text of the most recent contract failure, read again by the dump. It has no lock: two
-// failures at once can overwrite each other's text, which stays ended and inside the area.
-char failureText[512];
+// failures at once can overwrite each other's text. The byte behind the area is never written, so
+// that the text is ended even then.
+constexpr std::size_t FailureTextSize = 512;
+char failureText[FailureTextSize + 1];
 
 [[noreturn]] void Fail(const char* format, const char* routine, const char* condition,
                        const char* file, unsigned int line) {
-    std::snprintf(failureText, sizeof failureText, format, file, line, condition);
+    std::snprintf(failureText, FailureTextSize, format, file, line, condition);
     if (ZynTrace::IsErrorOpen(ZynTrace::ErrorCategory, ZynTrace::KernelComponent)) {
         std::ostringstream items;
         items << "Assertion fired";

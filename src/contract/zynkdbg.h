@@ -37,7 +37,7 @@
 
 /// The routines that a failed check calls. Each composes its text with the failing site, traces it,
 /// dumps the trace buffers where these are in use, and throws ZynAssertionException, whose
-/// condition is the whole composed text and whose origin names the routine.
+/// condition is the whole composed text, cut at 511 bytes, and whose origin names the routine.
 ///
 /// @param condition source text of the condition that failed
 /// @param file      source file of the check
@@ -49,6 +49,6 @@
                                            unsigned int line);
 [[noreturn]] ZYN_EXPORT void zynkAssert(const char* condition, const char* file, unsigned int line);
 
-/// Appends the in-memory trace buffers to the trace file, at the first call of a process and only
-/// while extended trace is on. Best effort: no failure of it is ever reported.
-ZYN_EXPORT void ZynDumpTraceBufs();
+/// Appends the in-memory trace buffers to the trace file, at the first call with extended trace on.
+/// Best effort: no failure of it is ever reported.
+extern "C" ZYN_EXPORT void ZynDumpTraceBufs();

@@ -121,7 +121,8 @@ ZynExtExcINVALID_PES::ZynExtExcINVALID_PES(const ZynOrigin& origin, const ZynStr
     : ZynExtException(origin, 1015, {name, "", "", "", "", "", ""}) {}
 
 ZynOrigin zynkOrigin(const char* file, unsigned int line, const char* function) {
-    return {{file, static_cast<long>(std::strcspn(file, "._"))}, line, function};
+    const bool isModule = std::strncmp(file, "zynk", 4) == 0;
+    return {{file, static_cast<long>(std::strcspn(file, isModule ? "._" : "."))}, line, function};
 }
 
 void zynkTraceThrow(const char* tag, const ZynException& exception) {

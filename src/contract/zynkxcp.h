@@ -208,10 +208,12 @@ class ZYN_EXPORT ZynExtExcINVALID_OID : public ZynExtException {
 class ZYN_EXPORT ZynExtExcINVALID_PES : public ZynExtException {
   public:
     ZynExtExcINVALID_PES(const ZynOrigin& origin, const ZynString& name);
+
+    const ZynString& Name() const { return Parameter()[1]; }
 };
 
-/// The origin of a place in module `file`, which counts up to its first "." or "_": all sources of
-/// a module bear the module's name in a trace.
+/// The origin of a place in `file`, whose name is taken without its ending. All sources of a module
+/// of this library bear the module's name in a trace: that of "zynksdds_parm.cpp" is "zynksdds".
 ZYN_EXPORT ZynOrigin zynkOrigin(const char* file, unsigned int line, const char* function);
 
 /// The origin of this place. `function` is a text such as "ZynString::LengthChar".

@@ -10,18 +10,19 @@ namespace zynkplat {
 /// platform's width only below it, and an encoding with shift states, of which most hosts have no
 /// locale, can be put in its place.
 ///
-/// Each function keeps its own shift state for each thread, as the runtime's functions do.
+/// The shift states are a thread's own.
 class MultiByte {
   public:
     /// The most bytes of one character: `MB_CUR_MAX`.
     virtual unsigned long MaxBytes() const = 0;
-    /// `mblen` of no text: puts Length and ToWide back to the initial shift state and answers
-    /// whether the encoding has shift states.
+    /// `mblen` of no text: puts all functions back to the initial shift state and answers whether
+    /// the encoding has shift states, with the bytes 0x0E and 0x0F between them.
     virtual bool ResetShiftState() = 0;
     /// `mblen`: bytes of the character at `s`, of which `n` bytes may be read; 0 for a NUL, -1 for
     /// a sequence that is invalid or not whole.
     virtual int Length(const char* s, unsigned long n) = 0;
-    /// `mbtowc`: as Length, and the character.
+    /// `mbtowc`: as Length, and the character. 0 with a character other than NUL is the second one
+    /// of the sequence before.
     virtual int ToWide(char32_t& wide, const char* s, unsigned long n) = 0;
     /// `wctomb`: writes up to MaxBytes bytes of the character to `to`; their number, or -1. The
     /// NUL character first returns to the initial shift state, and its own byte counts.

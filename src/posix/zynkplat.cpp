@@ -11,42 +11,49 @@ namespace zynkplat {
 
 namespace {
 
-// Shift states are a thread's own, as those of the runtime's plain functions are not.
-struct ShiftStates {
-    std::mbstate_t length;
+// What a thread has begun to convert: also an encoding without shift states has sequences that
+// stand for two characters.
+struct ConversionStates {
     std::mbstate_t toWide;
     std::mbstate_t fromWide;
 };
-thread_local ShiftStates states;
+thread_local ConversionStates states;
 
 constexpr unsigned char LastPlainByte = 0x7F;
+constexpr wchar_t LastCharacter = 0x10FFFF; // some runtimes read on to 31 bits
 
 class HostMultiByte final : public MultiByte {
   public:
     unsigned long MaxBytes() const override { return MB_CUR_MAX; }
 
+    // Not the runtime's own answer: it counts other encodings as stateful too, and it has one state
+    // for all threads. Where a shift-out is no character, it shifts.
     bool ResetShiftState() override {
         states = {};
-        return std::mblen(nullptr, 0) != 0;
+        std::mbstate_t fresh = {};
+        const char shiftOut = 0x0E;
+        return std::mbrlen(&shiftOut, 1, &fresh) != 1;
     }
 
     // A host's locales all take the bytes of ASCII as characters of one byte.
     int Length(const char* s, unsigned long n) override {
         if (n > 0 && static_cast<unsigned char>(*s) <= LastPlainByte)
             return *s == '\0' ? 0 : 1;
-        return Result(std::mbrlen(s, n, &states.length), states.length);
+        wchar_t character = 0;
+        std::mbstate_t fresh = {};
+        return Result(std::mbrtowc(&character, s, n, &fresh), character, fresh);
     }
 
     int ToWide(char32_t& wide, const char* s, unsigned long n) override {
         wchar_t character = 0;
-        const int bytes = Result(std::mbrtowc(&character, s, n, &states.toWide), states.toWide);
+        const std::size_t bytes = std::mbrtowc(&character, s, n, &states.toWide);
         wide = static_cast<char32_t>(character);
-        return bytes;
+        return Result(bytes, character, states.toWide);
     }
 
     int FromWide(char* to, char32_t wide) override {
-        return Result(std::wcrtomb(to, static_cast<wchar_t>(wide), &states.fromWide),
-                      states.fromWide);
+        const auto character = static_cast<wchar_t>(wide);
+        return Result(std::wcrtomb(to, character, &states.fromWide), character, states.fromWide);
     }
 
     char32_t ToLower(char32_t wide) const override {
@@ -58,9 +65,9 @@ class HostMultiByte final : public MultiByte {
 
   private:
     // An invalid or incomplete sequence leaves the state undefined: it begins anew.
-    static int Result(std::size_t bytes, std::mbstate_t& state) {
+    static int Result(std::size_t bytes, wchar_t character, std::mbstate_t& state) {
         constexpr auto Incomplete = static_cast<std::size_t>(-2);
-        if (bytes < Incomplete)
+        if (bytes < Incomplete && character <= LastCharacter)
             return static_cast<int>(bytes);
         state = {};
         return -1;

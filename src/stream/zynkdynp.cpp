@@ -1,8 +1,7 @@
 #include "zynkdynp.h"
 
+#include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <new>
 
 namespace {
 
@@ -24,7 +23,7 @@ ZynDynPointer::ZynDynPointer() : _pMem(new DataRep) {}
 
 ZynDynPointer::ZynDynPointer(unsigned long size) : ZynDynPointer() {
     _pMem->_size = SizeFor(FirstSize, size);
-    _pMem->_ptr = new (std::nothrow) char[_pMem->_size];
+    _pMem->_ptr = static_cast<char*>(std::calloc(_pMem->_size, 1));
     ZYN_ASSERT_TEXT(_pMem->_ptr != nullptr, "_ptr != 0");
 }
 
@@ -52,7 +51,7 @@ ZynDynPointer::~ZynDynPointer() {
 void ZynDynPointer::Release() {
     if (--_pMem->_refCount != 0)
         return;
-    delete[] _pMem->_ptr;
+    std::free(_pMem->_ptr);
     delete _pMem;
 }
 
@@ -65,10 +64,10 @@ void ZynDynPointer::Ensure(unsigned long fromPosition, unsigned long length) {
     const unsigned long wanted = fromPosition + length;
     ZYN_ASSERT_TEXT(wanted >= length, "size != 0");
     const unsigned long size = SizeFor(_pMem->_size * 2, wanted);
-    char* const ptr = new (std::nothrow) char[size];
+    auto* const ptr = static_cast<char*>(std::calloc(size, 1));
     ZYN_ASSERT_TEXT(ptr != nullptr, "ptr != 0");
     std::memcpy(ptr, _pMem->_ptr, fromPosition);
-    delete[] _pMem->_ptr;
+    std::free(_pMem->_ptr);
     _pMem->_ptr = ptr;
     _pMem->_size = size;
 }

@@ -11,7 +11,8 @@ class ZYN_EXPORT ZynDynPointer {
   public:
     /// An empty block: size 0 and a null pointer.
     ZynDynPointer();
-    /// A block of at least `size` bytes of undefined content: 1024 times a power of two.
+    /// A block of at least `size` bytes: 1024 times a power of two. What is never written is zero,
+    /// so that no stale memory travels.
     explicit ZynDynPointer(unsigned long size);
     /// The same with `size` bytes copied in.
     ZynDynPointer(const char* data, unsigned long size);
@@ -23,7 +24,8 @@ class ZYN_EXPORT ZynDynPointer {
     unsigned long Size() const { return _pMem->_size; }
 
     /// Makes room for `length` bytes from `fromPosition` on, by doubling. Only the bytes in front
-    /// of `fromPosition` survive growth: a block grows while it is written at its end.
+    /// of `fromPosition` survive growth, as a block grows while it is written at its end; behind
+    /// them it is zero.
     void Ensure(unsigned long fromPosition, unsigned long length);
 
   private:

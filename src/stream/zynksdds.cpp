@@ -15,20 +15,25 @@ constexpr unsigned long StreamHeaderSize = 20;
 constexpr unsigned long WorkHeaderSize = 120;
 constexpr char PlainMagic[] = "ZNID";
 constexpr char MessageMagic[] = "ZNRM";
+constexpr char WorkHeaderId[] = "WIH ";
 
 // Room that a stream takes beyond what its maker asks for.
 constexpr unsigned long SpareSize = 4;
 
 } // namespace
 
+ZynStream::DataRep* ZynStream::NewRep(const ZynDynPointer& mem, unsigned long offset) {
+    ZYN_REQUIRE_TEXT(offset <= mem.Size(), "offset <= _dynPtr.Size()");
+    return new DataRep{._header = StreamHeader(Unknown, 0),
+                       ._headerPos = offset,
+                       ._startPos = offset,
+                       ._endPos = offset,
+                       ._dynPtr = mem,
+                       ._pParmIndex = nullptr};
+}
+
 ZynStream::ZynStream(const ZynDynPointer& mem, unsigned long offset, RawTag)
-    : _pMem(new DataRep{._header = StreamHeader(Unknown, 0),
-                        ._headerPos = offset,
-                        ._startPos = offset,
-                        ._endPos = offset,
-                        ._dynPtr = mem,
-                        ._pParmIndex = nullptr}),
-      _curPos(offset) {}
+    : _pMem(NewRep(mem, offset)), _curPos(offset) {}
 
 ZynStream::ZynStream(unsigned long size, Knd kind, unsigned short ccsid)
     : ZynStream(ZynDynPointer(size < ULONG_MAX - SpareSize ? size + SpareSize : size), 0, kind,
@@ -39,13 +44,11 @@ ZynStream::ZynStream(CreateEmptyTag, unsigned long size, Knd kind, unsigned shor
 
 ZynStream::ZynStream(const ZynDynPointer& mem, unsigned long offset, Knd kind, unsigned short ccsid)
     : ZynStream(mem, offset, RawTag()) {
-    ZYN_REQUIRE_TEXT(offset <= _pMem->_dynPtr.Size(), "offset <= _dynPtr.Size()");
     BeginHeader(kind, ccsid == 0 && kind != Unknown ? DefaultStreamCcsid() : ccsid);
 }
 
 ZynStream::ZynStream(const ZynDynPointer& mem, unsigned long offset)
     : ZynStream(mem, offset, RawTag()) {
-    ZYN_REQUIRE_TEXT(offset <= _pMem->_dynPtr.Size(), "offset <= _dynPtr.Size()");
     InternalPostRead(_pMem->_dynPtr.Size(), _pMem->_dynPtr.Size());
 }
 
@@ -63,10 +66,10 @@ ZynStream::ZynStream(const ZynStream& other)
 ZynStream& ZynStream::operator=(const ZynStream& other) {
     if (this == &other)
         return *this;
+    _parmStack = other._parmStack; // the one step that can fail
     Share(other);
     _curPos = other._curPos;
     _pNextParm = other._pNextParm;
-    _parmStack = other._parmStack;
     BoundParms();
     return *this;
 }
@@ -147,8 +150,8 @@ void ZynStream::Truncate() {
     ZYN_REQUIRE(_pMem->_header._kind != Unknown);
     ZYN_REQUIRE_TEXT(!_pNextParm, "_pNextParm == 0");
     ZYN_REQUIRE(_parmStack.empty());
-    // A position that PositionTo has set anywhere must not become an end outside of the block.
-    ZYN_REQUIRE(_curPos <= _pMem->_dynPtr.Size());
+    // PositionTo may have set any position: no end in front of the data or outside of the block.
+    ZYN_REQUIRE(_curPos >= _pMem->_startPos && _curPos <= _pMem->_dynPtr.Size());
     _pMem->_closed = false;
     _pMem->_endPos = _curPos;
     if (IsIndexed()) {
@@ -166,6 +169,7 @@ char* ZynStream::PreRead(unsigned long n) {
     ZYN_REQUIRE(!IsNull());
     if (n != 0)
         _pMem->_dynPtr.Ensure(_curPos, n);
+    _pMem->_closed = false; // what stands in the block is no finished stream until it is decoded
     _pMem->_endPos = _pMem->_dynPtr.Size();
     return At(0);
 }
@@ -178,12 +182,13 @@ void ZynStream::PostRead(unsigned long length) {
 }
 
 // Turns received bytes into a readable stream. The header must stand in front of `end`, the stream
-// that it claims in front of `claimEnd`. The state takes the header only when all is well.
+// that it claims in front of `claimEnd`. A failure leaves a stream of kind Unknown.
 void ZynStream::InternalPostRead(unsigned long end, unsigned long claimEnd) {
-    DropParms();
-    DeleteIndex();
+    _pMem->_header = StreamHeader(Unknown, 0);
     _pMem->_closed = false;
     _pMem->_endPos = end;
+    DropParms();
+    DeleteIndex();
     _pMem->_startPos = _curPos = _pMem->_headerPos;
     StreamHeader header(Unknown, 0);
     header.Decode(*this);
@@ -208,7 +213,8 @@ void ZynStream::EnableCorrectWriteChecked(unsigned long lng) {
     ZYN_REQUIRE(!IsNull());
     ZYN_REQUIRE_TEXT(!_pNextParm, "_pNextParm == 0");
     BoundParms();
-    ZYN_REQUIRE_TEXT(_curPos <= _writeBound && lng <= _writeBound - _curPos,
+    ZYN_REQUIRE_TEXT(_writeBound == Unbounded ||
+                         (_curPos <= _writeBound && lng <= _writeBound - _curPos),
                      "_parmStack.empty() ? true : (_curPos + lng <= _parmStack.top()._position + "
                      "_parmStack.top()._length) || (_parmStack.top()._length == 0)");
     _pMem->_dynPtr.Ensure(_curPos, lng);
@@ -220,40 +226,38 @@ void ZynStream::Put(const ZynStream& s) {
         static_cast<char*>(s._pMem->_dynPtr) == static_cast<char*>(_pMem->_dynPtr);
     if (sharesBlock && s._pMem->_headerPos == _curPos) {
         EndSubstream(s);
-        return;
+    } else if (s.IsIndexed() && s._pMem->_unusedBytes != 0) {
+        Put(s.Compacted());
+    } else if (sharesBlock) {
+        // Growth keeps only what stands in front of this position, so the bytes are saved first.
+        Put(ZynStream(s.PreWrite(), s.Length()));
+    } else {
+        const unsigned long length = s.Length();
+        std::memcpy(Claim(length), s.PreWrite(), length);
     }
-    if (s.IsIndexed() && s._pMem->_unusedBytes != 0) {
-        PutCompacted(s);
-        return;
-    }
-    const unsigned long length = s.Length();
-    char* const to = Claim(length);
-    // Only now: the room may have moved the block that both share.
-    std::memmove(to, s.At(s._pMem->_headerPos), length);
 }
 
-// Header, then the parameters that the index still covers, in ascending order.
-void ZynStream::PutCompacted(const ZynStream& s) {
-    const unsigned long length = s.Length() - s._pMem->_unusedBytes;
-    const unsigned long headerSize = s._pMem->_startPos - s._pMem->_headerPos;
-    const unsigned long start = _curPos;
-    EnableCorrectWrite(length);
-    std::memmove(At(start), s.At(s._pMem->_headerPos), headerSize);
-    StreamHeader header(s.Kind(), s._pMem->_header._streamCcsid);
-    header._streamLength = length;
-    header.Encode(*this);
-    for (const ZynStreamParmDescriptor& parm : *s._pMem->_pParmIndex) {
-        char* const to = Claim(parm._length);
-        std::memmove(to, s.At(parm._position), parm._length);
-    }
+// The header and then the parameters that the index covers, in ascending order, as a closed stream
+// of its own.
+ZynStream ZynStream::Compacted() const {
+    const unsigned long headerSize = _pMem->_startPos - _pMem->_headerPos;
+    ZynStream compact(ZynDynPointer(Length()), 0, RawTag());
+    compact._pMem->_header = StreamHeader(Kind(), _pMem->_header._streamCcsid);
+    compact.BoundParms();
+    std::memcpy(compact.Claim(headerSize), At(_pMem->_headerPos), headerSize);
+    compact._pMem->_startPos = headerSize;
+    for (const ZynStreamParmDescriptor& parm : *_pMem->_pParmIndex)
+        std::memcpy(compact.Claim(parm._length), At(parm._position), parm._length);
+    compact.Close();
+    return compact;
 }
 
 // The nested stream's header must lie in what is left here. A length beyond the block means that
 // the bytes are not all there; one beyond this stream or the open frame is an error of content.
 void ZynStream::Get(ZynStream& s) {
-    const unsigned long end = ReadEnd();
+    EnableCorrectRead(StreamHeaderSize);
     ZynStream nested(_pMem->_dynPtr, _curPos, RawTag());
-    nested.InternalPostRead(_curPos <= end ? end : _curPos, _pMem->_dynPtr.Size());
+    nested.InternalPostRead(ReadEnd(), _pMem->_dynPtr.Size());
     const unsigned long length = nested.Length();
     EnableCorrectRead(length);
     const ZynStream own(At(_curPos), length);
@@ -286,25 +290,24 @@ void ZynStream::StreamHeader::Encode(ZynStream& stream) const {
     stream.Put(_streamCcsid);
 }
 
+// Behind a word that may hold anything stands the magic, at once or behind a work header.
 void ZynStream::StreamHeader::Decode(ZynStream& stream) {
     const unsigned long start = stream._curPos;
-    const unsigned long held = stream.ReadEnd() - start;
-    const auto isMagicAt = [&](const char* magic, unsigned long offset) {
+    const unsigned long held = start < stream.ReadEnd() ? stream.ReadEnd() - start : 0;
+    const auto isTextAt = [&](const char* text, unsigned long offset) {
         return held >= offset + MagicSize &&
-               std::memcmp(stream.At(start + offset), magic, MagicSize) == 0;
+               std::memcmp(stream.At(start + offset), text, MagicSize) == 0;
     };
-    // Behind a word that may hold anything stands the magic, at once or behind a work header.
     constexpr unsigned long MagicOffset = WordSize;
-    if (held < StreamHeaderSize)
+    const bool isPlain = isTextAt(PlainMagic, MagicOffset);
+    const bool isMessage = isTextAt(MessageMagic, WorkHeaderSize + MagicOffset);
+    // A message that is cut off in front of its magic can still be told by its work header.
+    const bool isCutMessage = held < Size(InternalRuntimeMessage) && isTextAt(WorkHeaderId, 0);
+    _kind = isPlain ? Plain : InternalRuntimeMessage;
+    if (held < StreamHeaderSize || (isMessage && held < Size(_kind)) || (!isPlain && isCutMessage))
         ZYN_THROW_INT(ExcTruncated(ZYN_ORIGIN("ZynStream::StreamHeader::Decode")));
-    if (isMagicAt(PlainMagic, MagicOffset))
-        _kind = Plain;
-    else if (isMagicAt(MessageMagic, WorkHeaderSize + MagicOffset))
-        _kind = InternalRuntimeMessage;
-    else
+    if (!isPlain && !isMessage)
         ZYN_THROW_INT(ExcKindError(ZYN_ORIGIN("ZynStream::StreamHeader::Decode")));
-    if (held < Size(_kind))
-        ZYN_THROW_INT(ExcTruncated(ZYN_ORIGIN("ZynStream::StreamHeader::Decode")));
 
     unsigned char version[MagicSize];
     stream._curPos = start + Size(_kind) - StreamHeaderSize + MagicOffset + MagicSize;

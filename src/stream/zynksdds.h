@@ -99,7 +99,8 @@ class ZYN_EXPORT ZynStream {
     /// @}
 
     /// @name Positioning
-    /// Leaves the parameters open for reading; one open for encoding is a contract failure.
+    /// Closes the parameters that are open for reading; one open for encoding is a contract
+    /// failure.
     /// @{
     /// To the first byte behind the header.
     virtual void PositionToStart();
@@ -119,18 +120,22 @@ class ZYN_EXPORT ZynStream {
     void Truncate();
     /// The first of Length() bytes to send, valid until the next write. The stream must be closed.
     const char* PreWrite() const;
-    /// Room for a stream of `n` bytes to be received; PostRead then decodes it.
+    /// Room for `n` bytes from this position on; PostRead then decodes what was received. Answers
+    /// the start of the memory block, and so is meant for a stream that begins there.
     char* PreRead(unsigned long n);
-    /// Decodes the `length` bytes that were received at PreRead. Throws ExcTruncated if they are
-    /// fewer than a header or than the length it claims, ExcKindError if they have no magic.
+    /// Decodes the `length` bytes that were received, from the header's position on. Throws
+    /// ExcTruncated if they are fewer than a header or than the length it claims, ExcKindError if
+    /// they have no magic; the stream is of kind Unknown then. More bytes than the block holds are
+    /// a contract failure.
     void PostRead(unsigned long length);
     /// @}
 
     /// @name Values
-    /// A `Put` outside of an open parameter that was opened for reading, or of a number that
-    /// neither a signed nor an unsigned 32-bit word can hold, or of a null value is a contract
-    /// failure. A `Get` past the end of the stream or of the innermost open parameter throws
-    /// ExcContentError and leaves the position as it was.
+    /// A `Get` past the end of the stream or of the innermost open parameter throws
+    /// ExcContentError and leaves the position as it was. Contract failures are a `Put` of a null
+    /// value, or of a number that neither a signed nor an unsigned 32-bit word can hold; one that
+    /// would leave a parameter opened for reading; one while a parameter is prefetched; and one to
+    /// a stream of kind Unknown.
     /// @{
     void Put(long value);
     void Put(unsigned long value);
@@ -160,10 +165,11 @@ class ZYN_EXPORT ZynStream {
     void Get(ZynBinary& value);
     /// Never null afterwards; ends at a NUL among the bytes.
     void Get(ZynString& value);
-    /// Reads a nested stream into bytes of its own.
+    /// Reads a nested stream into bytes of its own. Throws what PostRead throws if it is damaged.
     void Get(ZynStream& s);
 
-    /// `n` bytes and zero bytes up to a multiple of 4. Reader and writer agree on `n`.
+    /// `n` bytes and zero bytes up to a multiple of 4. Reader and writer agree on `n`. `data` must
+    /// not lie in the stream's own block, which may move.
     void PutFixedOpaque(const char* data, unsigned long n);
     void GetFixedOpaque(char* buffer, unsigned long n);
     /// A length word, then as fixed opaque.
@@ -175,8 +181,8 @@ class ZYN_EXPORT ZynStream {
 
     /// @name Writing parameters
     /// @{
-    /// Opens a frame. `parmId` must not be 0, and on the top level of an indexed stream not be in
-    /// use.
+    /// Opens a frame. A `parmId` of 0, of more than 32 bits, or in use on the top level of an
+    /// indexed stream is a contract failure.
     ZynStream& StartParmEnc(unsigned long parmId);
     /// Closes the innermost frame, also one that was opened for reading.
     ZynStream& EndParmEnc();
@@ -188,7 +194,7 @@ class ZYN_EXPORT ZynStream {
     /// the stream or of the open frame, and for a frame shorter than its own head.
     ZynStream& PrefetchNextParm(unsigned long& parmId);
     /// Opens the next frame. Throws ExcParmMismatch, and leaves the stream as it was, if it has
-    /// another id; ExcContentError if it is longer than what encloses it.
+    /// another id; ExcContentError if it is longer than what encloses it, and then it is open.
     ZynStream& StartParmDec(unsigned long parmId);
     /// Closes the innermost frame and goes to its end, whatever of it was read.
     ZynStream& EndParmDec();
@@ -208,7 +214,7 @@ class ZYN_EXPORT ZynStream {
     /// The top-level parameters by id, kept beside the bytes and shared by all copies.
     /// @{
     /// Builds the index from the bytes and positions to the end. Frames of id 0 are erased ones;
-    /// two frames of another id are a contract failure.
+    /// two frames of the same other id are a contract failure.
     void CreateIndex();
     void DeleteIndex();
     /// Bytes of erased frames.
@@ -256,8 +262,10 @@ class ZYN_EXPORT ZynStream {
     static constexpr unsigned long FrameHeadSize = 2 * WordSize;
     static constexpr unsigned long Unbounded = static_cast<unsigned long>(-1);
 
+    /// A stream of kind Unknown that begins at `offset`.
     ZynStream(const ZynDynPointer& mem, unsigned long offset, RawTag);
 
+    static DataRep* NewRep(const ZynDynPointer& mem, unsigned long offset);
     void Share(const ZynStream& other);
     void Release();
     void BeginHeader(Knd kind, unsigned short ccsid);
@@ -289,7 +297,7 @@ class ZYN_EXPORT ZynStream {
     static void StoreOpaque(char* to, const char* data, unsigned long n);
     const char* PeekVarOpaque(unsigned long& length) const;
     void SkipVarOpaque(unsigned long length);
-    void PutCompacted(const ZynStream& s);
+    ZynStream Compacted() const;
 
     bool IndexFindEntry(ZynStreamParmDescriptor& d) const;
     bool IndexInsertEntry(const ZynStreamParmDescriptor& d);

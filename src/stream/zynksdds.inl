@@ -58,8 +58,8 @@ inline void ZynStream::AdvanceAfterWrite(unsigned long n) {
 }
 
 inline std::uint32_t ZynStream::WireWord(long value) {
-    ZYN_REQUIRE_TEXT(value >= INT32_MIN && value <= static_cast<long>(UINT32_MAX),
-                     "value >= LONG_MIN && value <= ULONG_MAX");
+    constexpr long long Max = UINT32_MAX; // a host's long may have no more than 32 bits
+    ZYN_REQUIRE_TEXT(value >= INT32_MIN && value <= Max, "value >= LONG_MIN && value <= ULONG_MAX");
     return static_cast<std::uint32_t>(value);
 }
 

@@ -1,7 +1,6 @@
 // Opaque values, binaries and strings of ZynStream.
 #include <climits>
 #include <cstdint>
-#include <vector>
 
 #include "zynksdds.h"
 
@@ -41,13 +40,12 @@ void ZynStream::PutVarOpaque(const char* data, unsigned long n) {
 }
 
 // The bytes of the variable opaque value at the position, which stays there: a failure leaves it
-// at the length word. The padding is tested from the position ahead of the value, and so may be
-// missing behind a last value.
+// at the length word. Only the bytes themselves are tested: a last value may lack its padding.
 const char* ZynStream::PeekVarOpaque(unsigned long& length) const {
     EnableCorrectRead(WordSize);
     length = LoadWord(At(_curPos));
-    EnableCorrectRead(WordSize + length);
-    EnableCorrectRead(Padding(length));
+    if (length > ReadEnd() - _curPos - WordSize)
+        ThrowContentError();
     return At(_curPos) + WordSize;
 }
 

@@ -3,7 +3,6 @@
 // A frame is an id word, a length word that counts these 8 bytes too, and the payload. Its head is
 // written once, when the length is known, into a gap left for it; nested content is not copied.
 // Open frames stand on a stack of the heap, so that no depth of nesting exhausts the thread's.
-#include "zynkconv.h"
 #include "zynksdds.h"
 #include "zynktrc.h"
 
@@ -52,29 +51,31 @@ ZynStream& ZynStream::StartParmEnc(unsigned long parmId) {
     ZYN_REQUIRE_TEXT(parmId != 0, "parmId!=0");
     WireWord(parmId); // an id that has no word could never be closed
     const ZynStreamParmDescriptor parm(parmId, _curPos);
-    if (IsIndexed() && _parmStack.empty())
-        ZYN_REQUIRE_TEXT(IndexInsertEntry(parm), "rc == true");
+    const bool isIndexed = IsIndexed() && _parmStack.empty();
+    if (ZynStreamParmDescriptor entry(parmId); isIndexed)
+        ZYN_REQUIRE_TEXT(!IndexFindEntry(entry), "rc == true");
     Claim(FrameHeadSize);
     OpenParm(parm);
+    if (isIndexed)
+        IndexInsertEntry(parm);
     return *this;
 }
 
 ZynStream& ZynStream::EndParmEnc() {
     ZYN_REQUIRE_TEXT(!_pNextParm, "_pNextParm == 0");
     ZYN_REQUIRE(!_parmStack.empty());
-    ZynStreamParmDescriptor& top = _parmStack.back();
-    if (top._length != 0)
+    ZynStreamParmDescriptor parm = _parmStack.back();
+    if (parm._length != 0)
         return EndParmDec();
-    const std::uint32_t length = WireWord(_curPos - top._position);
-    top._length = length;
+    const std::uint32_t length = WireWord(_curPos - parm._position);
+    parm._length = length;
     if (IsIndexed() && _parmStack.size() == 1)
-        ZYN_REQUIRE_TEXT(IndexReplaceEntry(top), "rc == true");
+        ZYN_REQUIRE_TEXT(IndexReplaceEntry(parm), "rc == true");
     const unsigned long end = _curPos;
-    _curPos = top._position;
-    BoundParms();
-    EnableCorrectWrite(FrameHeadSize);
-    StoreWord(At(_curPos), WireWord(top._id));
-    StoreWord(At(_curPos) + WordSize, length);
+    _curPos = parm._position;
+    char* const head = Claim(FrameHeadSize);
+    StoreWord(head, WireWord(parm._id));
+    StoreWord(head + WordSize, length);
     _curPos = end;
     CloseParm();
     if (_curPos > _writeBound)
@@ -175,19 +176,15 @@ bool ZynStream::PrefetchParm(unsigned long parmId) {
     return true;
 }
 
-// `sub` may be this very stream: what it is to share is taken first.
+// `sub` may be this very stream, and keeps what it was if this fails: all is made ready first.
 void ZynStream::StartSubstream(Knd kind, ZynStream& sub) {
-    const ZynStream raw(_pMem->_dynPtr, _curPos, RawTag());
-    const unsigned short ccsid = _pMem->_header._streamCcsid;
-    const unsigned short convCcsid = _pMem->_convCcsid;
-    sub.Share(raw);
-    sub._curPos = raw._curPos;
-    sub.DropParms();
-    sub.BeginHeader(kind, ccsid);
-    if (kind == Unknown)
-        return;
-    sub._pMem->_convCcsid = convCcsid;
-    sub.EncodeSuper();
+    ZynStream fresh(_pMem->_dynPtr, _curPos, RawTag());
+    fresh.BeginHeader(kind, _pMem->_header._streamCcsid);
+    if (kind != Unknown)
+        fresh._pMem->_convCcsid = _pMem->_convCcsid;
+    sub.ZynStream::operator=(fresh);
+    if (kind != Unknown)
+        sub.EncodeSuper();
 }
 
 void ZynStream::EndSubstream(const ZynStream& s) {

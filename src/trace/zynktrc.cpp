@@ -2,7 +2,7 @@
 
 // Constant, so that a line of a static object built before the library is loaded meets closed
 // gates.
-long ZynTrace::_Level = 0;
+std::int32_t ZynTrace::_Level = 0;
 int ZynTrace::_Components = 0;
 int ZynTrace::_Categories = 0;
 bool ZynTrace::_On = false;

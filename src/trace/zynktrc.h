@@ -5,6 +5,7 @@
 // set up.
 #pragma once
 
+#include <cstdint>
 #include <sstream>
 
 #include "zynkdbg.h"
@@ -21,7 +22,7 @@ class ZYN_EXPORT ZynTrace {
 
     /// The gate of an ordinary line.
     static bool IsOpen(unsigned long level, int category, int component) {
-        return _Level >= static_cast<long>(level) && (_Components & component) != 0 &&
+        return _Level >= static_cast<std::int32_t>(level) && (_Components & component) != 0 &&
                (_Categories & category) != 0 && _On;
     }
     /// The gate of an error line at level 0, which extended trace opens by itself.
@@ -45,7 +46,7 @@ class ZYN_EXPORT ZynTrace {
   private:
     friend void ZynDumpTraceBufs();
 
-    static long _Level;
+    static std::int32_t _Level; ///< levels are compared as signed 32-bit numbers
     static int _Components;
     static int _Categories;
     static bool _On;

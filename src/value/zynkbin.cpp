@@ -22,8 +22,8 @@ unsigned int HexValue(char c) {
 
 } // namespace
 
-// The record and its data are two allocations, so that a pool can hold records of one size. The
-// byte behind the room keeps a terminator inside the block however a text was made.
+// Two allocations, the record and its block. The byte behind the room is a terminator, inside the
+// block however a text was made. A failed allocation is the runtime's std::bad_alloc.
 ZynBinary::Rep* ZynBinary::Rep::Allocate(unsigned long allocLength, unsigned long length) {
     ZYN_REQUIRE_TEXT(length <= allocLength, "length<=allocLength");
     constexpr unsigned long Extra = PrefixSize + 1;
@@ -32,6 +32,7 @@ ZynBinary::Rep* ZynBinary::Rep::Allocate(unsigned long allocLength, unsigned lon
     char* const block = new char[allocLength + Extra];
     Rep* rep = nullptr;
     try {
+        block[PrefixSize + allocLength] = '\0';
         rep = new Rep{block + PrefixSize, length, 1, allocLength};
     } catch (...) {
         delete[] block;

@@ -13,6 +13,8 @@
 //     SubBinary             contract failure          null
 //     to a character stream "<null>"                  nothing
 //     to a ZynStream        contract failure          the length word 0
+//     SetNull, copying      allowed                   allowed
+//     all others            contract failure          as told at each
 //
 // Four bytes in front of the data belong to the representation. A relational database interface
 // that wants the length of a variable-length field in front of its bytes finds room for it there,
@@ -57,8 +59,7 @@ class ZYN_EXPORT ZynBinary {
         static constexpr unsigned long PrefixSize = 4;
 
         /// A representation with room for `allocLength` bytes, of which `length` count as used,
-        /// and with one reference. Behind the room there is always one more byte, so that a
-        /// terminator has its place.
+        /// and with one reference. Behind the room there is always one more byte, which is NUL.
         static Rep* Allocate(unsigned long allocLength, unsigned long length);
         static void Deallocate(Rep*& rep);
     };
@@ -106,9 +107,10 @@ class ZYN_EXPORT ZynBinary {
     /// Bytes held; 0 for null.
     unsigned long Length() const;
 
-    /// The bytes. A null value is a contract failure.
+    /// The bytes, valid until the value changes or goes. A null value is a contract failure.
     const char* Data() const;
-    /// The bytes for writing; detaches from copies.
+    /// The bytes for writing; detaches from copies. Write before the value is copied again: a copy
+    /// shares the bytes and would see it. The same holds for operator[] and PreRead.
     char* Data();
     /// The byte at `index`, counted from 0, for writing; detaches from copies. A null value or an
     /// index at or behind the length is a contract failure.
@@ -123,7 +125,8 @@ class ZYN_EXPORT ZynBinary {
     /// Up to `length` bytes from `startPos`, counted from 1. Null, not empty, if that is none.
     ZynBinary SubBinary(unsigned long startPos, unsigned long length) const;
 
-    /// Appends. Growth is exact: the value has no spare room afterwards.
+    /// Appends. An empty side leaves or shares the other; else the value is new, without spare
+    /// room.
     ZynBinary& operator|=(const ZynBinary& rhs);
 
     /// Two upper-case hexadecimal digits for each byte, with a NUL behind them that does not
@@ -145,7 +148,10 @@ class ZYN_EXPORT ZynBinary {
     /// A read fills a value made with CreateEmpty: the Pre operation hands out the record, the
     /// Post operation takes the length over that the interface has set. A write stores the length
     /// ahead of the bytes; it changes the prefix of a representation that may be shared, which
-    /// belongs to no value and means nothing afterwards.
+    /// belongs to no value and means nothing afterwards. Contract failures are a read into a value
+    /// that copies share, a length from the interface that is negative or more than the room, and
+    /// a write of more bytes than the field can count. A 16-bit field is told at most 32767 bytes
+    /// of room.
     /// @{
     ZynTB4VarChar* PreTB4VarCharRead();
     void PostTB4VarCharRead();

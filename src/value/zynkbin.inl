@@ -1,18 +1,19 @@
 // Inline part of ZynBinary.
 
+// A broken representation gets no further holder.
 inline ZynBinary::RepRef::RepRef(const RepRef& other) : _p(other._p) {
+    ZYN_INVARIANT(other);
     if (_p != nullptr)
         ++_p->_refCount;
-    ZYN_INVARIANT(*this);
 }
 
 inline ZynBinary::RepRef& ZynBinary::RepRef::operator=(const RepRef& other) {
+    ZYN_INVARIANT(other);
     Rep* const rep = other._p;
     if (rep != nullptr)
         ++rep->_refCount;
     Reset();
     _p = rep;
-    ZYN_INVARIANT(*this);
     return *this;
 }
 

@@ -51,13 +51,6 @@ ZynString& ZynString::operator=(char c) {
     return *this = FromBytes(&c, 1);
 }
 
-char* ZynString::Data() {
-    ZYN_REQUIRE(!IsNull());
-    if (_pRep->_refCount > 1)
-        _pRep.Replace(_pRep->_len + 1, _pRep->_len + 1);
-    return _pRep->_data;
-}
-
 bool operator==(const ZynString& r, const char* psz) {
     ZYN_REQUIRE_TEXT(!r.IsNull() && psz != nullptr, "!r.IsNull() && psz != 0");
     return std::strcmp(r.C_str(), psz) == 0;

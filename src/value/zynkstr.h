@@ -16,12 +16,13 @@
 //     WCharSize              2                        2
 //     Reserve                becomes empty            gets room
 //     to a character stream  "<null>"                 nothing
+//     StripShiftInShiftOut   nothing happens          nothing happens
 //     all others             contract failure         as told at each
 //
 // Positions count from 1, and 0 means not found. `Length` counts bytes; the operations that speak
-// of characters follow the locale's multi-byte encoding, also one with shift states, and throw
-// ZynOSException on a byte sequence that is invalid in it. A text stops at its first NUL for all
-// of them.
+// of characters follow the locale's multi-byte encoding, also one with shift states. On a byte
+// sequence that is invalid in it they throw ZynOSException, but for conversions of case and shift
+// bytes, which leave the text as it is. A text stops at its first NUL for all of them.
 #pragma once
 
 #include <cstring>
@@ -118,15 +119,15 @@ class ZYN_EXPORT ZynString {
     long AsLong() const;
     /// The same for an unsigned 32-bit number; a negative one wraps.
     unsigned long AsUlong() const;
-    /// The number that the text begins with, with "." as decimal separator whatever the locale.
-    /// The text itself is written to for a moment.
+    /// The number that the text begins with. "." is a decimal separator whatever the locale, beside
+    /// the locale's own. The text itself is written to for a moment.
     double AsDouble() const;
     /// Decimal digits, with leading zeros up to `width` characters and a sign ahead of them; a
     /// longer number is cut on the right. Width 0 takes what is needed.
     static ZynString FromLong(long value, unsigned long width = 0);
     static ZynString FromUlong(unsigned long value, unsigned long width = 0);
     /// Up to 16 significant digits, "." as decimal separator, also behind a whole number, and an
-    /// exponent of at least three digits below 0.01 and from 1e16 on. `digits` is ignored.
+    /// exponent of at least three digits below 0.1 and from 1e16 on. `digits` is ignored.
     static ZynString FromDouble(double value, unsigned short digits = 16);
     /// @}
 
@@ -144,9 +145,6 @@ class ZYN_EXPORT ZynString {
     friend bool operator<(const ZynString& lhs, const ZynString& rhs);
 
   private:
-    const char* Data() const;
-    char* Data();
-
     static ZynString FromBytes(const char* bytes, unsigned long n);
     ZynString& Append(const char* text, unsigned long n);
     unsigned long PositionChar(const ZynString& substr, unsigned long start) const;

@@ -18,11 +18,6 @@ inline unsigned long ZynString::WCharSize() const {
     return IsNull() ? 2 : _pRep->_len * 2 + 2;
 }
 
-inline const char* ZynString::Data() const {
-    ZYN_REQUIRE(!IsNull());
-    return _pRep->_data;
-}
-
 inline unsigned long ZynString::Position(const ZynString& substr, unsigned long start) const {
     return PositionChar(substr, start);
 }

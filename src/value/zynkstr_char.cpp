@@ -1,51 +1,14 @@
 // Operations of ZynString that count in characters of the locale's multi-byte encoding.
 #include <algorithm>
-#include <climits>
 
 #include "zynkplat.h"
 #include "zynkstr.h"
+#include "zynkstr_walk.h"
 #include "zynkstr_wide.h"
 #include "zynktrc.h"
 #include "zynkxcp.h"
 
 namespace {
-
-constexpr char ShiftOut = 0x0E;
-constexpr char ShiftIn = 0x0F;
-
-// In an encoding with shift states, a character that comes with its shift byte has this length.
-constexpr int LengthWithShift = 3;
-
-// Steps over the characters of a text up to its first NUL.
-class CharWalk {
-  public:
-    CharWalk(const char* text, unsigned long n)
-        : _multiByte(zynkplat::CurrentMultiByte()), _at(text), _end(text + n),
-          _hasShiftStates(_multiByte.ResetShiftState()) {}
-
-    const char* At() const { return _at; }
-    /// Whether the last step ended inside a double-byte run.
-    bool IsShifted() const { return _shifted; }
-
-    /// Bytes of the next character, which is stepped over; 0 at the end, -1 if it is invalid.
-    int Step() {
-        if (_at == _end || *_at == '\0')
-            return 0;
-        const int bytes = _multiByte.Length(_at, static_cast<unsigned long>(_end - _at));
-        if (bytes > 0)
-            _at += bytes;
-        if (bytes == LengthWithShift && _hasShiftStates)
-            _shifted = !_shifted;
-        return bytes;
-    }
-
-  private:
-    zynkplat::MultiByte& _multiByte;
-    const char* _at;
-    const char* _end;
-    bool _hasShiftStates;
-    bool _shifted = false;
-};
 
 [[noreturn]] void ThrowInvalid(const ZynOrigin& origin, const char* serviceName, long returnCode) {
     ZYN_THROW_INT(ZynOSException(origin, serviceName, returnCode, 0));
@@ -55,7 +18,7 @@ class CharWalk {
 
 unsigned long ZynString::LengthChar() const {
     ZYN_REQUIRE(!IsNull());
-    CharWalk walk(_pRep->_data, _pRep->_len);
+    zynkwalk::CharWalk walk(_pRep->_data, _pRep->_len);
     for (unsigned long characters = 0;; ++characters) {
         const int bytes = walk.Step();
         if (bytes == 0)
@@ -146,20 +109,20 @@ ZynString ZynString::SubStringChar(unsigned long start, unsigned long length) co
     const unsigned long first = start == 0 ? 1 : start;
     if (n < first || length == 0)
         return {""};
-    CharWalk walk(_pRep->_data, _pRep->_len);
+    zynkwalk::CharWalk walk(_pRep->_data, _pRep->_len);
     for (unsigned long i = 1; i < first; ++i)
         if (walk.Step() < 0)
             ThrowInvalid(ZYN_ORIGIN("ZynString::SubStringChar"), "mblen in SubStringChar 1", -1);
     ZynString selected("");
     if (walk.IsShifted())
-        selected = ShiftOut;
+        selected = zynkwalk::ShiftOut;
     const char* const from = walk.At();
     for (unsigned long i = std::min(length, n - first + 1); i > 0; --i)
         if (walk.Step() < 0)
             ThrowInvalid(ZYN_ORIGIN("ZynString::SubStringChar"), "mblen in SubStringChar 2", -1);
     selected.Append(from, static_cast<unsigned long>(walk.At() - from));
     if (walk.IsShifted())
-        selected |= ShiftIn;
+        selected |= zynkwalk::ShiftIn;
     return selected;
 }
 
@@ -174,7 +137,7 @@ ZynString ZynString::Truncate(unsigned long n) const {
     if (!zynkplat::CurrentMultiByte().ResetShiftState()) {
         // Whole characters, found from the start: the bytes at the cut alone do not tell which
         // half of a character they are.
-        CharWalk walk(_pRep->_data, _pRep->_len);
+        zynkwalk::CharWalk walk(_pRep->_data, _pRep->_len);
         const char* cut = walk.At();
         while (walk.Step() > 0 && static_cast<unsigned long>(walk.At() - _pRep->_data) <= n)
             cut = walk.At();
@@ -182,9 +145,10 @@ ZynString ZynString::Truncate(unsigned long n) const {
     }
     // Look for the shift-out of a double-byte run that the cut would fall into.
     unsigned long i = n;
-    while (i > 0 && _pRep->_data[i - 1] != ShiftOut && _pRep->_data[i - 1] != ShiftIn)
+    while (i > 0 && _pRep->_data[i - 1] != zynkwalk::ShiftOut &&
+           _pRep->_data[i - 1] != zynkwalk::ShiftIn)
         --i;
-    if (i == 0 || _pRep->_data[i - 1] == ShiftIn)
+    if (i == 0 || _pRep->_data[i - 1] == zynkwalk::ShiftIn)
         return SubStringByte(1, n);
     const unsigned long shiftOut = i - 1;
     const unsigned long run = n - shiftOut;
@@ -192,13 +156,15 @@ ZynString ZynString::Truncate(unsigned long n) const {
     if (run < 4)
         return SubStringByte(1, shiftOut);
     ZynString kept = SubStringByte(1, run % 2 != 0 ? n - 2 : n - 1);
-    kept |= ShiftIn;
+    kept |= zynkwalk::ShiftIn;
     return kept;
 }
 
 // For as many units as the text has; one character that can't be converted leaves it as it was.
 void ZynString::ConvertCase(bool upper) {
     ZYN_REQUIRE(!IsNull());
+    if (Length() == 0)
+        return;
     ZynBinary buffer(CreateEmpty, WCharSize());
     auto* const units = reinterpret_cast<char16_t*>(buffer.Data());
     const unsigned long n = zynkwide::FromText(units, C_str(), Length());

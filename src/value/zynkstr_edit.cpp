@@ -2,11 +2,11 @@
 #include <algorithm>
 #include <atomic>
 #include <string>
-#include <vector>
 
 #include "zynkconv.h"
 #include "zynkplat.h"
 #include "zynkstr.h"
+#include "zynkstr_walk.h"
 #include "zynkstr_wide.h"
 #include "zynkxcp.h"
 
@@ -91,30 +91,25 @@ unsigned long ZynString::Substitute(const ZynString& oldText, const ZynString& n
     if (part.empty() || own.find(part) == std::u16string_view::npos)
         return 0;
 
-    auto& multiByte = zynkplat::CurrentMultiByte();
-    const bool hasShiftStates = multiByte.ResetShiftState();
-    const char* at = _pRep->_data;
-    const char* const end = at + Length();
+    zynkwalk::CharWalk walk(_pRep->_data, Length());
     unsigned long unit = 0;
-    unsigned long character = 1;
     std::string result;
-    // Moves on to the character at `unitEnd`; the text passed over goes to the result if kept.
+    // Moves on to the character at `unitEnd`. A piece that is kept gets the shift bytes that make
+    // it well formed by itself.
     const auto pass = [&](unsigned long unitEnd, bool kept) {
-        const char* const from = at;
-        const unsigned long first = character;
-        for (; unit < unitEnd; ++character) {
-            at += multiByte.Length(at, static_cast<unsigned long>(end - at));
-            unit += unit + 1 < own.size() && zynkwide::IsTrailUnit(own[unit + 1]) ? 2 : 1;
-        }
-        if (!kept || first == character)
+        if (unit >= unitEnd)
             return;
-        if (hasShiftStates) {
-            // The piece gets the shift bytes that make it well formed by itself.
-            result += SubStringChar(first, character - first).C_str();
-            multiByte.ResetShiftState();
-        } else {
-            result.append(from, at);
-        }
+        const char* const from = walk.At();
+        const bool opens = walk.IsShifted();
+        while (unit < unitEnd && walk.Step() > 0)
+            unit += unit + 1 < own.size() && zynkwide::IsTrailUnit(own[unit + 1]) ? 2 : 1;
+        if (!kept)
+            return;
+        if (opens)
+            result += zynkwalk::ShiftOut;
+        result.append(from, walk.At());
+        if (walk.IsShifted())
+            result += zynkwalk::ShiftIn;
     };
 
     unsigned long hits = 0;
@@ -159,7 +154,8 @@ void ZynString::StripChar(const char* s) {
         return;
     ZYN_REQUIRE_TEXT(s != nullptr, "s != 0");
     const unsigned long stripLength = std::strlen(s);
-    if (stripLength == 1 && IsCodePageSingleByte()) {
+    // The question for the code page comes first: it also puts the process into its locale.
+    if (IsCodePageSingleByte() && stripLength == 1) {
         StripByte(*s);
         return;
     }

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
-#include <climits>
 #include <clocale>
 #include <cmath>
 #include <cstdint>
@@ -27,7 +26,7 @@ ZynString Padded(std::string text, unsigned long width) {
 
 // The runtime's `_gcvt`: up to `digits` significant digits without trailing zeros, "." as decimal
 // point whatever the locale and also behind a whole number, and an exponent of at least three
-// digits where the number does not fit the digits or is below 0.01.
+// digits where the number does not fit the digits or is below 0.1.
 std::string Gcvt(double value, int digits) {
     if (!std::isfinite(value))
         return std::isnan(value) ? "nan" : value < 0 ? "-inf" : "inf";

@@ -41,7 +41,8 @@ unsigned long FromText(char16_t* to, const char* text, unsigned long n) {
     while (text < end && *text != '\0') {
         char32_t wide = 0;
         const int bytes = multiByte.ToWide(wide, text, static_cast<unsigned long>(end - text));
-        if (bytes <= 0)
+        // A sequence may stand for two characters; the second comes without bytes.
+        if (bytes < 0 || (bytes == 0 && wide == 0))
             return Invalid;
         const unsigned long needed = wide < FirstBeyond16Bits ? 1 : 2;
         if (units + needed > n)
