@@ -182,25 +182,21 @@ void ZynStream::PostRead(unsigned long length) {
 }
 
 // Turns received bytes into a readable stream. The header must stand in front of `end`, the stream
-// that it claims in front of `claimEnd`. A failure leaves a stream of kind Unknown.
+// that it claims in front of `claimEnd`; one that claims less than its header holds nothing to
+// read. A failure changes nothing.
 void ZynStream::InternalPostRead(unsigned long end, unsigned long claimEnd) {
-    _pMem->_header = StreamHeader(Unknown, 0);
-    _pMem->_closed = false;
-    _pMem->_endPos = end;
-    DropParms();
-    DeleteIndex();
-    _pMem->_startPos = _curPos = _pMem->_headerPos;
-    StreamHeader header(Unknown, 0);
-    header.Decode(*this);
-    if (header._streamLength > claimEnd - _pMem->_headerPos)
+    const unsigned long start = _pMem->_headerPos;
+    const StreamHeader header = StreamHeader::Parse(At(start), end - start);
+    if (header._streamLength > claimEnd - start)
         ZYN_THROW_INT(ExcTruncated(ZYN_ORIGIN("ZynStream::InternalPostRead")));
-    _pMem->_header = header;
-    _pMem->_startPos = _curPos;
-    _pMem->_endPos = _pMem->_headerPos + header._streamLength;
-    _pMem->_closed = true;
     const unsigned short ccsid = header._streamCcsid;
+    _pMem->_header = header;
+    _pMem->_startPos = _curPos = start + StreamHeader::Size(header._kind);
+    _pMem->_endPos = start + header._streamLength;
     _pMem->_convCcsid = ccsid != ZynConverter::GetCurrentOSCodePage() ? ccsid : 0;
-    BoundParms();
+    _pMem->_closed = true;
+    DeleteIndex();
+    DropParms();
 }
 
 void ZynStream::ThrowContentError() const {
@@ -230,7 +226,9 @@ void ZynStream::Put(const ZynStream& s) {
         Put(s.Compacted());
     } else if (sharesBlock) {
         // Growth keeps only what stands in front of this position, so the bytes are saved first.
-        Put(ZynStream(s.PreWrite(), s.Length()));
+        const unsigned long length = s.Length();
+        const ZynDynPointer saved(s.PreWrite(), length);
+        std::memcpy(Claim(length), saved, length);
     } else {
         const unsigned long length = s.Length();
         std::memcpy(Claim(length), s.PreWrite(), length);
@@ -291,32 +289,36 @@ void ZynStream::StreamHeader::Encode(ZynStream& stream) const {
 }
 
 // Behind a word that may hold anything stands the magic, at once or behind a work header.
-void ZynStream::StreamHeader::Decode(ZynStream& stream) {
-    const unsigned long start = stream._curPos;
-    const unsigned long held = start < stream.ReadEnd() ? stream.ReadEnd() - start : 0;
+ZynStream::StreamHeader ZynStream::StreamHeader::Parse(const char* bytes, unsigned long held) {
     const auto isTextAt = [&](const char* text, unsigned long offset) {
-        return held >= offset + MagicSize &&
-               std::memcmp(stream.At(start + offset), text, MagicSize) == 0;
+        return held >= offset + MagicSize && std::memcmp(bytes + offset, text, MagicSize) == 0;
     };
     constexpr unsigned long MagicOffset = WordSize;
     const bool isPlain = isTextAt(PlainMagic, MagicOffset);
     const bool isMessage = isTextAt(MessageMagic, WorkHeaderSize + MagicOffset);
     // A message that is cut off in front of its magic can still be told by its work header.
     const bool isCutMessage = held < Size(InternalRuntimeMessage) && isTextAt(WorkHeaderId, 0);
-    _kind = isPlain ? Plain : InternalRuntimeMessage;
-    if (held < StreamHeaderSize || (isMessage && held < Size(_kind)) || (!isPlain && isCutMessage))
+    StreamHeader header(isPlain ? Plain : InternalRuntimeMessage, 0);
+    const unsigned long size = Size(header._kind);
+    if (held < StreamHeaderSize || (isMessage && held < size) || (!isPlain && isCutMessage))
         ZYN_THROW_INT(ExcTruncated(ZYN_ORIGIN("ZynStream::StreamHeader::Decode")));
     if (!isPlain && !isMessage)
         ZYN_THROW_INT(ExcKindError(ZYN_ORIGIN("ZynStream::StreamHeader::Decode")));
 
-    unsigned char version[MagicSize];
-    stream._curPos = start + Size(_kind) - StreamHeaderSize + MagicOffset + MagicSize;
-    stream.GetFixedOpaque(reinterpret_cast<char*>(version), sizeof version);
-    _version = version[0];
-    _release = version[1];
-    _modLevel = version[2];
-    stream.Get(_streamLength);
-    stream.Get(_streamCcsid);
+    const char* const version = bytes + size - StreamHeaderSize + MagicOffset + MagicSize;
+    header._version = static_cast<std::uint8_t>(version[0]);
+    header._release = static_cast<std::uint8_t>(version[1]);
+    header._modLevel = static_cast<std::uint8_t>(version[2]);
+    header._streamLength = LoadWord(version + WordSize);
+    header._streamCcsid = static_cast<std::uint16_t>(LoadWord(version + 2 * WordSize));
+    return header;
+}
+
+void ZynStream::StreamHeader::Decode(ZynStream& stream) {
+    const unsigned long start = stream._curPos;
+    const unsigned long end = stream.ReadEnd();
+    *this = Parse(stream.At(start), start < end ? end - start : 0);
+    stream._curPos = start + Size(_kind);
 }
 
 ZynStream::Exception::Exception(const ZynOrigin& origin) : ZynIntException(origin) {}

@@ -125,8 +125,7 @@ class ZYN_EXPORT ZynStream {
     char* PreRead(unsigned long n);
     /// Decodes the `length` bytes that were received, from the header's position on. Throws
     /// ExcTruncated if they are fewer than a header or than the length it claims, ExcKindError if
-    /// they have no magic; the stream is of kind Unknown then. More bytes than the block holds are
-    /// a contract failure.
+    /// they have no magic. More bytes than the block holds are a contract failure.
     void PostRead(unsigned long length);
     /// @}
 
@@ -193,10 +192,11 @@ class ZYN_EXPORT ZynStream {
     /// Delivers the id of the next frame without opening it. Throws ExcContentError at the end of
     /// the stream or of the open frame, and for a frame shorter than its own head.
     ZynStream& PrefetchNextParm(unsigned long& parmId);
-    /// Opens the next frame. Throws ExcParmMismatch, and leaves the stream as it was, if it has
-    /// another id; ExcContentError if it is longer than what encloses it, and then it is open.
+    /// Opens the next frame. Throws ExcParmMismatch if it has another id, and the frame stays the
+    /// prefetched one; ExcContentError if it is longer than what encloses it, and then it is open.
     ZynStream& StartParmDec(unsigned long parmId);
-    /// Closes the innermost frame and goes to its end, whatever of it was read.
+    /// Closes the innermost frame and goes to its end, whatever of it was read. A frame that is
+    /// being encoded has no end yet: it is given up, and the position goes to its first byte.
     ZynStream& EndParmDec();
     /// Drops the prefetched frame and goes behind it.
     ZynStream& SkipNextParm();
@@ -225,7 +225,7 @@ class ZYN_EXPORT ZynStream {
     /// @{
     /// Makes `sub` a stream that writes into this stream's memory at its current position, with a
     /// header of its own. Until it is closed and handed to EndSubstream (or `Put`), this stream
-    /// must not be written.
+    /// must not be written. A position behind the block is a contract failure.
     void StartSubstream(Knd kind, ZynStream& sub);
     /// Takes a closed substream that begins at the current position into this stream.
     void EndSubstream(const ZynStream& s);
@@ -305,8 +305,9 @@ class ZYN_EXPORT ZynStream {
 
     DataRep* _pMem;
     unsigned long _curPos;
-    // How far this cursor may read and write as far as its own parameters are concerned; kept up to
-    // date by BoundParms, so that a value is tested against one bound.
+    // How far this cursor may read and write as far as its parameters and the kind are concerned,
+    // which never becomes Unknown again; kept up to date by BoundParms, so that a value is tested
+    // against one bound.
     unsigned long _readBound = Unbounded;
     unsigned long _writeBound = 0;
     std::optional<ZynStreamParmDescriptor> _pNextParm;
@@ -323,8 +324,11 @@ class ZYN_EXPORT ZynStream::StreamHeader {
 
     /// Writes the header at the stream's position. A work information header is only skipped.
     void Encode(ZynStream& stream) const;
-    /// Reads the header at the stream's position. Throws ExcTruncated, ExcKindError.
+    /// Reads the header at the stream's position and moves behind it. Throws ExcTruncated,
+    /// ExcKindError.
     void Decode(ZynStream& stream);
+    /// The same from the first of `held` bytes.
+    static StreamHeader Parse(const char* bytes, unsigned long held);
 
     Knd _kind;
     std::uint8_t _version = 3;

@@ -1,5 +1,7 @@
 // The index of ZynStream: its top-level parameters by id. An erased frame has the id 0; it keeps
 // its length and counts as unused.
+#include <utility>
+
 #include "zynksdds.h"
 
 void ZynStream::CreateIndex() {
@@ -52,5 +54,10 @@ bool ZynStream::IndexInsertEntry(const ZynStreamParmDescriptor& d) {
 }
 
 bool ZynStream::IndexReplaceEntry(const ZynStreamParmDescriptor& d) {
-    return _pMem->_pParmIndex->erase(d) == 1 && IndexInsertEntry(d);
+    auto node = _pMem->_pParmIndex->extract(d);
+    if (!node)
+        return false;
+    node.value() = d;
+    _pMem->_pParmIndex->insert(std::move(node));
+    return true;
 }

@@ -55,9 +55,9 @@ ZynStream& ZynStream::StartParmEnc(unsigned long parmId) {
     if (ZynStreamParmDescriptor entry(parmId); isIndexed)
         ZYN_REQUIRE_TEXT(!IndexFindEntry(entry), "rc == true");
     Claim(FrameHeadSize);
-    OpenParm(parm);
     if (isIndexed)
         IndexInsertEntry(parm);
+    OpenParm(parm);
     return *this;
 }
 
@@ -115,6 +115,7 @@ ZynStream& ZynStream::StartParmDec(unsigned long parmId) {
     OpenParm(parm);
     if (!fits)
         ThrowContentError();
+    EnableCorrectRead(parm._length - FrameHeadSize);
     return *this;
 }
 
