@@ -147,6 +147,7 @@ class ZYN_EXPORT ZynString {
   private:
     static ZynString FromBytes(const char* bytes, unsigned long n);
     ZynString& Append(const char* text, unsigned long n);
+    unsigned long Search(const ZynString& substr, unsigned long start, bool last) const;
     unsigned long PositionChar(const ZynString& substr, unsigned long start) const;
     unsigned long PositionByte(const ZynString& substr, unsigned long start) const;
     ZynString SubStringChar(unsigned long start, unsigned long length) const;

@@ -68,7 +68,8 @@ std::u16string_view ZynString::WideText(ZynBinary& wcBuffer) const {
     return AsWChar(wcBuffer);
 }
 
-unsigned long ZynString::PositionChar(const ZynString& substr, unsigned long ulStart) const {
+// The first or the last occurrence at or behind character `ulStart`.
+unsigned long ZynString::Search(const ZynString& substr, unsigned long ulStart, bool last) const {
     ZYN_REQUIRE(!IsNull() && !substr.IsNull() && ulStart > 0);
     if (Length() == 0 || substr.Length() == 0 || ulStart > LengthChar())
         return 0;
@@ -76,24 +77,19 @@ unsigned long ZynString::PositionChar(const ZynString& substr, unsigned long ulS
     ZynBinary partBuffer;
     const std::u16string_view own = WideText(ownBuffer);
     const std::u16string_view part = substr.WideText(partBuffer);
-    if (part.empty())
+    const std::size_t start = zynkwide::UnitOfCharacter(own, ulStart);
+    const std::size_t hit = last ? own.rfind(part) : own.find(part, start);
+    if (part.empty() || hit == std::u16string_view::npos || hit < start)
         return 0;
-    const auto hit = own.find(part, zynkwide::UnitOfCharacter(own, ulStart));
-    return hit == std::u16string_view::npos ? 0 : zynkwide::Characters(own.substr(0, hit)) + 1;
+    return zynkwide::Characters(own.substr(0, hit)) + 1;
+}
+
+unsigned long ZynString::PositionChar(const ZynString& substr, unsigned long ulStart) const {
+    return Search(substr, ulStart, false);
 }
 
 unsigned long ZynString::LastPosition(const ZynString& substr, unsigned long ulStart) const {
-    ZYN_REQUIRE(!IsNull() && !substr.IsNull() && ulStart > 0);
-    if (Length() == 0 || substr.Length() == 0 || ulStart > LengthChar())
-        return 0;
-    ZynBinary ownBuffer;
-    ZynBinary partBuffer;
-    const std::u16string_view own = WideText(ownBuffer);
-    const std::u16string_view part = substr.WideText(partBuffer);
-    const auto hit = part.empty() ? std::u16string_view::npos : own.rfind(part);
-    if (hit == std::u16string_view::npos || hit < zynkwide::UnitOfCharacter(own, ulStart))
-        return 0;
-    return zynkwide::Characters(own.substr(0, hit)) + 1;
+    return Search(substr, ulStart, true);
 }
 
 unsigned long ZynString::LengthFromLastPosition(const ZynString& substr) const {
