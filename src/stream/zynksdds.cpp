@@ -2,6 +2,7 @@
 // index and the printed forms stand in the sources beside this one.
 #include "zynksdds.h"
 
+#include <algorithm>
 #include <climits>
 #include <ostream>
 #include <string>
@@ -49,12 +50,12 @@ ZynStream::ZynStream(const ZynDynPointer& mem, unsigned long offset, Knd kind, u
 
 ZynStream::ZynStream(const ZynDynPointer& mem, unsigned long offset)
     : ZynStream(mem, offset, RawTag()) {
-    InternalPostRead(_pMem->_dynPtr.Size(), _pMem->_dynPtr.Size());
+    InternalPostRead(_pMem->_dynPtr.Size());
 }
 
 ZynStream::ZynStream(const char* data, unsigned long length)
     : ZynStream(ZynDynPointer(data, length), 0, RawTag()) {
-    InternalPostRead(length, length);
+    InternalPostRead(length);
 }
 
 ZynStream::ZynStream(const ZynStream& other)
@@ -126,6 +127,8 @@ void ZynStream::Close() {
         return;
     CleanupParms();
     _curPos = _pMem->_headerPos;
+    // A stream that claimed less than its header has got values since.
+    _pMem->_endPos = std::max(_pMem->_endPos, _pMem->_startPos);
     _pMem->_header._streamLength = _pMem->_endPos - _pMem->_headerPos;
     _pMem->_header.Encode(*this);
     _pMem->_closed = true;
@@ -177,17 +180,15 @@ char* ZynStream::PreRead(unsigned long n) {
 void ZynStream::PostRead(unsigned long length) {
     ZYN_REQUIRE(!IsNull());
     ZYN_REQUIRE(length <= _pMem->_dynPtr.Size() - _pMem->_headerPos);
-    const unsigned long end = _pMem->_headerPos + length;
-    InternalPostRead(end, end);
+    InternalPostRead(_pMem->_headerPos + length);
 }
 
-// Turns received bytes into a readable stream. The header must stand in front of `end`, the stream
-// that it claims in front of `claimEnd`; one that claims less than its header holds nothing to
-// read. A failure changes nothing.
-void ZynStream::InternalPostRead(unsigned long end, unsigned long claimEnd) {
+// Turns the bytes in front of `end` into a readable stream. A header that claims less than itself
+// leaves nothing to read. A failure changes nothing.
+void ZynStream::InternalPostRead(unsigned long end) {
     const unsigned long start = _pMem->_headerPos;
     const StreamHeader header = StreamHeader::Parse(At(start), end - start);
-    if (header._streamLength > claimEnd - start)
+    if (header._streamLength > end - start)
         ZYN_THROW_INT(ExcTruncated(ZYN_ORIGIN("ZynStream::InternalPostRead")));
     const unsigned short ccsid = header._streamCcsid;
     _pMem->_header = header;
@@ -250,14 +251,14 @@ ZynStream ZynStream::Compacted() const {
     return compact;
 }
 
-// The nested stream's header must lie in what is left here. A length beyond the block means that
-// the bytes are not all there; one beyond this stream or the open frame is an error of content.
+// A length beyond the block means that the bytes are not all there; a header or a length beyond
+// this stream or the open frame is an error of content.
 void ZynStream::Get(ZynStream& s) {
     EnableCorrectRead(StreamHeaderSize);
     ZynStream nested(_pMem->_dynPtr, _curPos, RawTag());
-    nested.InternalPostRead(ReadEnd(), _pMem->_dynPtr.Size());
+    nested.InternalPostRead(_pMem->_dynPtr.Size());
     const unsigned long length = nested.Length();
-    EnableCorrectRead(length);
+    EnableCorrectRead(std::max(StreamHeader::Size(nested.Kind()), length));
     const ZynStream own(At(_curPos), length);
     _curPos += length;
     s = own;
@@ -317,7 +318,7 @@ ZynStream::StreamHeader ZynStream::StreamHeader::Parse(const char* bytes, unsign
 void ZynStream::StreamHeader::Decode(ZynStream& stream) {
     const unsigned long start = stream._curPos;
     const unsigned long end = stream.ReadEnd();
-    *this = Parse(stream.At(start), start < end ? end - start : 0);
+    *this = start < end ? Parse(stream.At(start), end - start) : Parse(nullptr, 0);
     stream._curPos = start + Size(_kind);
 }
 

@@ -164,7 +164,8 @@ class ZYN_EXPORT ZynStream {
     void Get(ZynBinary& value);
     /// Never null afterwards; ends at a NUL among the bytes.
     void Get(ZynString& value);
-    /// Reads a nested stream into bytes of its own. Throws what PostRead throws if it is damaged.
+    /// Reads a nested stream into bytes of its own. Throws what PostRead throws if it is damaged,
+    /// and ExcTruncated too if it claims less than its header.
     void Get(ZynStream& s);
 
     /// `n` bytes and zero bytes up to a multiple of 4. Reader and writer agree on `n`. `data` must
@@ -269,7 +270,7 @@ class ZYN_EXPORT ZynStream {
     void Share(const ZynStream& other);
     void Release();
     void BeginHeader(Knd kind, unsigned short ccsid);
-    void InternalPostRead(unsigned long end, unsigned long claimEnd);
+    void InternalPostRead(unsigned long end);
     void CleanupParms();
     void DropParms();
     void OpenParm(const ZynStreamParmDescriptor& parm);

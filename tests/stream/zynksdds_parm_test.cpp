@@ -101,6 +101,9 @@ TEST(ZynStreamParm, WhatDoesNotFitIsAContentError) {
         const std::string nested = Whole("").replace(12, 4, Word(length + 8));
         EXPECT_EQ(Play(Whole(Frame(4, nested) + body), "[4 ={0"),
                   length < 1000 ? at("28") : "Truncated 28");
+        std::string message = Whole(Frame(4, Whole("", 1252, ZynStream::InternalRuntimeMessage)));
+        message.replace(24, 4, Word(108)); // the frame ends within the header of the message
+        EXPECT_EQ(Play(message, "[4 ={1"), at("28"));
     }
     EXPECT_EQ(Play(Whole(Frame(4, Word(1)) + Word(5)), "[4 =long1 next5"), at("32"));
     EXPECT_EQ(Play(Whole(Frame(4, Word(1)) + Word(5)), "get =long5 next0"), at("36") + " eof");
