@@ -41,7 +41,8 @@ class HostMultiByte final : public MultiByte {
             return *s == '\0' ? 0 : 1;
         wchar_t character = 0;
         std::mbstate_t fresh = {};
-        return Result(std::mbrtowc(&character, s, n, &fresh), character, fresh);
+        const std::size_t bytes = std::mbrtowc(&character, s, n, &fresh);
+        return Result(bytes, character, fresh);
     }
 
     int ToWide(char32_t& wide, const char* s, unsigned long n) override {

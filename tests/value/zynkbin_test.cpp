@@ -67,7 +67,7 @@ TEST(Binary, IsCutAndMarked) {
 TEST(Binary, ChangesNoCopy) {
     const std::function<void(ZynBinary&)> changes[] = {
         [](auto& b) { b[1] = 'y'; },    [](auto& b) { b.Data()[0] = 'y'; },
-        [](auto& b) { b |= b; },        [](auto& b) { b.Mark('y'); },
+        [](auto& b) { b |= *&b; },      [](auto& b) { b.Mark('y'); },
         [](auto& b) { b.Unmark('x'); }, [](auto& b) { b.PostRead(1); }};
     for (const auto& change : changes) {
         const ZynBinary original = Binary("xax");
@@ -113,7 +113,7 @@ TEST(Binary, IsAFieldOfADatabase) {
     ExpectRecord<&B::PreODBCVarCharRead, &B::PostODBCVarCharRead, &B::PreODBCVarCharWrite>(4, 5);
 }
 
-TEST(Binary, HasThePublishedDigestsAlsoFromPieces) {
+TEST(Binary, HasThePublishedDigestsAlsoByPieces) {
     const std::string letters = "abcdefghijklmnopqrstuvwxyz";
     const std::string digits = "12345678901234567890";
     const std::pair<std::string, const char*> rows[] = {
@@ -122,7 +122,9 @@ TEST(Binary, HasThePublishedDigestsAlsoFromPieces) {
         {"abc", "900150983CD24FB0D6963F7D28E17F72"},
         {"message digest", "F96B697D7CB7938D525A2F31AAF161D0"},
         {letters, "C3FCD3D76192E4007DFB496CCA67E13B"},
+        {letters + letters + "0123", "CFFD031EE047CFB01E1E691C468EDF75"}, // takes two blocks
         {"ABCDEFGHIJKLMNOPQRSTUVWXYZ" + letters + "0123456789", "D174AB98D277D9F5A5611C2C9F419D9F"},
+        {digits + digits + digits + "1234", "EB6C4179C0A7C82CC2828C1E6338E165"}, // fills its block
         {digits + digits + digits + digits, "57EDF4A22BE3C955AC49DA2E2107B67A"}};
     for (const auto& [text, digest] : rows) {
         EXPECT_EQ(Printed(Binary(text).ToMD5()), digest) << text;

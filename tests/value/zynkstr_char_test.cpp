@@ -19,10 +19,12 @@ struct Encoding {
 /// mistaken: second bytes that look like letters or like first bytes, pairs that have a unit in
 /// common. The cases have letters that grow or leave the encoding.
 const std::map<std::string, Encoding> encodings = {
-    {"", {U"ab\u4141\u4142\u4241", "\xFF", "aB\16AB\17c ab\16AB\17c AB\16AB\17C"}},
+    {"", {U"aA\u4141\u4142\u4241", "\xFF", "aB\16AB\17c ab\16AB\17c AB\16AB\17C"}},
     {"ANSI_X3.4-1968", {U"abB\\", "\xFF", "aZ1 az1 AZ1"}},
     {"ISO-8859-1", {U"abéÿ", "", "\xC4\xE9z \xE4\xE9z \xC4\xC9Z  Z\xFF z\xFF Z\xFF"}},
-    {"UTF-8", {U"aéè€😀😁\U0010FFFF", "\xC3( \xE2\x82", "Äé😀z äé😀z ÄÉ😀Z  aɐ aɐ AⱯ  ȺȺ ⱥⱥ ȺȺ"}},
+    {"UTF-8",
+     {U"aéè€😀😁\U0010FFFF", "\xC3( \xE2\x82 \xF4\x90\x80\x80 \xF8\x88\x80\x80\x80",
+      "Äé😀z äé😀z ÄÉ😀Z  aɐ aɐ AⱯ  ȺȺ ⱥⱥ ȺȺ"}},
     {"SHIFT_JIS",
      {U"a¥ソ表ャｱ", "\x83!", "a\x83\x5C\x82\x61 a\x83\x5C\x82\x82 A\x83\x5C\x82\x61"}}};
 
@@ -75,6 +77,7 @@ class StringCharacters : public testing::TestWithParam<bool> {
     StringCharacters() { zynkplat::UseMultiByte(GetParam() ? &shift : nullptr); }
     ~StringCharacters() override { zynkplat::UseMultiByte(nullptr); }
 
+    /// The bytes of a text that is well formed by itself.
     static std::string Encode(const std::u32string& text) {
         auto& multiByte = zynkplat::CurrentMultiByte();
         multiByte.ResetShiftState();
@@ -125,7 +128,8 @@ TEST_P(StringCharacters, AgreeWithWideCharacters) {
             fitting.pop_back();
         EXPECT_EQ(Bytes(text.Truncate(count)), Encode(fitting));
 
-        // A text that begins otherwise loses only the first character of it, at its end.
+        // Of a text that begins otherwise, only the first character to be stripped goes, at its
+        // end.
         const std::u32string head = trim.substr(0, 1);
         const bool isDouble = Encode(head).size() > 1;
         const std::u32string ends = isDouble || own.starts_with(head) ? trim : head;
@@ -140,7 +144,7 @@ TEST_P(StringCharacters, AgreeWithWideCharacters) {
 
         std::u32string expected = own;
         unsigned long hits = 0;
-        for (auto at = own.find(part); !part.empty() && at != own.npos; ++hits)
+        for (auto at = own.find(part); !part.empty() && at != std::u32string::npos; ++hits)
             at = expected.replace(at, part.size(), fresh).find(part, at + fresh.size());
         ZynString replaced(text);
         EXPECT_EQ(replaced.Substitute(Text(part), Text(fresh)), hits);
@@ -167,7 +171,7 @@ TEST_P(StringCharacters, ChangeCaseOrStayAsTheyAre) {
 TEST_P(StringCharacters, ThrowWhereTheyMeetAnInvalidSequence) {
     std::string invalid;
     ZynString bad;
-    const ZynString walked("?\16AA\17a");
+    const ZynString walked("?\16AA\17a"); // with shift states, invalid for each second walk
     const std::pair<std::string, std::function<void()>> rows[] = {
         {"mblen in zynkstr::LengthChar, ReturnCode=-1", [&] { bad.LengthChar(); }},
         {"mbtowc: input character is an invalid multibyte character, ReturnCode=0",
@@ -185,15 +189,14 @@ TEST_P(StringCharacters, ThrowWhereTheyMeetAnInvalidSequence) {
     for (const auto& [word] : Rows<std::string>(encoding.invalid)) {
         invalid = word;
         bad = ("a" + invalid).c_str();
-        // Only the encoding with shift states has a text that the second walk finds invalid.
         for (std::size_t i = 0; i < (GetParam() ? 8U : 6U); ++i)
             EXPECT_THAT(rows[i].second,
                         testing::Throws<ZynOSException>(testing::ResultOf(
                             Printed<ZynOSException>, testing::HasSubstr(rows[i].first))));
         bad.ToUpperCase().StripShiftInShiftOut();
         EXPECT_EQ(Bytes(bad.Truncate(bad.Length())), "a" + word);
-        if (zynkplat::CurrentMultiByte().MaxBytes() ==
-            1) { // a byte is trimmed from bytes, not from characters
+        // Where all characters have one byte, a byte is stripped whatever stands beside it.
+        if (zynkplat::CurrentMultiByte().MaxBytes() == 1) {
             bad.StripChar("a");
             EXPECT_EQ(Bytes(bad), word);
         }
