@@ -15,7 +15,7 @@ function(zynkern_subsystem NAME)
   endif()
 
   set(headers ${arg_PUBLIC_HEADERS} ${arg_PRIVATE_HEADERS})
-  target_sources(zynkern_objects PRIVATE ${headers} ${arg_SOURCES})
+  target_sources(zynkern_objects PRIVATE ${arg_SOURCES})
   target_include_directories(zynkern_objects PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
 
   set(files ${headers} ${arg_SOURCES})

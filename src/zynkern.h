@@ -10,4 +10,5 @@
 #include "zynkstr.h"
 #include "zynktime.h"
 #include "zynktrc.h"
+#include "zynkvoc.h"
 #include "zynkxcp.h"

@@ -4,11 +4,15 @@
 // construction at load does anything. All further state of the process is built at its first use,
 // and none of it is torn down.
 #include "zynktrc.h"
+#include "zynkvoc_lookup.h"
 
 namespace {
 
 struct Load {
-    Load() noexcept { ZynTrace::Init(); }
+    Load() noexcept {
+        zynkvoc::MakeWords();
+        ZynTrace::Init();
+    }
 };
 
 const Load load;

@@ -70,7 +70,7 @@ def circles(graph):
 
 
 def main(root):
-    files = sorted(p for p in Path(root).rglob("*") if p.suffix in {".h", ".inl", ".cpp"})
+    files = sorted(p for p in Path(root).rglob("*") if p.suffix in {".h", ".inl", ".def", ".cpp"})
     if not files:
         return [f"{root}: nothing to check"]
     complaints, by_name, graph = [], {}, {}

@@ -1,0 +1,47 @@
+// The vocabulary of the workflow domain: values that are stored as numbers, and shown, traced and
+// entered as words.
+//
+// Each class holds an enumeration and its words and has no instances:
+//
+//     static const ZynString& ToString(Type)     the word; "<illegal>" for a number without one.
+//                                                The same object at every call, for the life of the
+//                                                process.
+//     static Type FromString(const ZynString&)   the number of the word, which is looked for
+//     exactly
+//                                                as it is; for an unknown or null one the default,
+//                                                which is the member that stands for 0 unless
+//                                                zynkvoc.def names another.
+//     static Type FromUppercaseString(...)       ZynAS and ZynBS only: the same for upper-case
+//     words
+//
+// No direction throws. The words are shared between classes and are made when the library is
+// loaded; nothing is allocated or locked after that.
+#pragma once
+
+#include "zynkstr.h"
+
+#define ZYN_VOCABULARY(Class, Enum, Default)                                                       \
+    class ZYN_EXPORT Class {                                                                       \
+      public:                                                                                      \
+        enum Enum : int {
+#define ZYN_MEMBER(Name, Number) Name = (Number),
+#define ZYN_MEMBER_READ(Name, Number) ZYN_MEMBER(Name, Number)
+#define ZYN_MEMBER_SHOWN(Name, Number) ZYN_MEMBER(Name, Number)
+#define ZYN_MEMBER_UPPERCASE(Name, Number, Word) ZYN_MEMBER(Name, Number)
+#define ZYN_END(Class, Enum)                                                                       \
+    }                                                                                              \
+    ;                                                                                              \
+    static const ZynString& ToString(Enum value);                                                  \
+    static Enum FromString(const ZynString& word);                                                 \
+    }                                                                                              \
+    ;
+#define ZYN_END_UPPERCASE(Class, Enum)                                                             \
+    }                                                                                              \
+    ;                                                                                              \
+    static const ZynString& ToString(Enum value);                                                  \
+    static Enum FromString(const ZynString& word);                                                 \
+    static Enum FromUppercaseString(const ZynString& word);                                        \
+    }                                                                                              \
+    ;
+
+#include "zynkvoc.def"
