@@ -44,4 +44,8 @@
     }                                                                                              \
     ;
 
+// Within its class a member may bear a name that the global namespace has too, as CreateEmpty does.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wshadow"
 #include "zynkvoc.def"
+#pragma GCC diagnostic pop
