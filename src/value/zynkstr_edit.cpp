@@ -1,6 +1,7 @@
 // Operations of ZynString that work on bytes, replace texts and strip ends.
 #include <algorithm>
 #include <atomic>
+#include <climits>
 #include <string>
 
 #include "zynkconv.h"
@@ -48,6 +49,16 @@ bool IsCodePageSingleByte() {
         cache.store(known, std::memory_order_relaxed);
     }
     return (known & 1U) != 0;
+}
+
+// 16-bit units of the one character in the bytes, which may stand for two. Only for encodings
+// without shift states: the state of a walk is lost.
+unsigned long UnitsOf(const char* at, unsigned long bytes) {
+    if (bytes == 1 || bytes > MB_LEN_MAX)
+        return 1;
+    char16_t units[MB_LEN_MAX + 1];
+    const unsigned long count = zynkwide::FromText(units, at, bytes);
+    return count == zynkwide::Invalid ? 1 : count;
 }
 
 // Bytes of the character at `s`; throws on an invalid one.
@@ -101,8 +112,12 @@ unsigned long ZynString::Substitute(const ZynString& oldText, const ZynString& n
             return;
         const char* const from = walk.At();
         const bool opens = walk.IsShifted();
-        while (unit < unitEnd && walk.Step() > 0)
-            unit += unit + 1 < own.size() && zynkwide::IsTrailUnit(own[unit + 1]) ? 2 : 1;
+        for (const char* at = from; unit < unitEnd && walk.Step() > 0; at = walk.At())
+            if (walk.HasShiftStates())
+                unit += unit + 1 < own.size() && zynkwide::IsTrailUnit(own[unit + 1]) ? 2 : 1;
+            else
+                unit += UnitsOf(at, static_cast<unsigned long>(walk.At() - at));
+        unit = unitEnd;
         if (!kept)
             return;
         if (opens)

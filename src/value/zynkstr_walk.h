@@ -19,6 +19,7 @@ class CharWalk {
           _hasShiftStates(_multiByte.ResetShiftState()) {}
 
     const char* At() const { return _at; }
+    bool HasShiftStates() const { return _hasShiftStates; }
     /// Whether the character stepped over last, or the shift byte with it, leaves a double-byte run
     /// open.
     bool IsShifted() const { return _shifted; }

@@ -37,20 +37,25 @@ unsigned long FromText(char16_t* to, const char* text, unsigned long n) {
     auto& multiByte = zynkplat::CurrentMultiByte();
     multiByte.ResetShiftState();
     const char* const end = text + n;
+    const char terminator = '\0';
     unsigned long units = 0;
-    while (text < end && *text != '\0') {
+    for (;;) {
+        // The terminator is read too: a last sequence may stand for two characters, the second of
+        // which comes without bytes.
+        const bool atEnd = text == end || *text == '\0';
         char32_t wide = 0;
-        const int bytes = multiByte.ToWide(wide, text, static_cast<unsigned long>(end - text));
-        // A sequence may stand for two characters; the second comes without bytes.
-        if (bytes < 0 || (bytes == 0 && wide == 0))
-            return Invalid;
+        const int bytes =
+            atEnd ? multiByte.ToWide(wide, &terminator, 1)
+                  : multiByte.ToWide(wide, text, static_cast<unsigned long>(end - text));
+        if (atEnd && wide == 0 && bytes >= 0)
+            break;
         const unsigned long needed = wide < FirstBeyond16Bits ? 1 : 2;
-        if (units + needed > n)
+        if (bytes < 0 || wide == 0 || units + needed > n)
             return Invalid;
         to[units++] = FirstUnit(wide);
         if (needed == 2)
             to[units++] = TrailUnit(wide);
-        text += bytes;
+        text += atEnd ? 0 : bytes;
     }
     to[units] = u'\0';
     return units;

@@ -1,5 +1,6 @@
 #include "contract/failing.h"
 
+#include <clocale>
 #include <langinfo.h>
 
 #include <map>
@@ -201,6 +202,23 @@ TEST_P(StringCharacters, ThrowWhereTheyMeetAnInvalidSequence) {
             EXPECT_EQ(Bytes(bad), word);
         }
     }
+}
+
+// One sequence of this encoding stands for two characters: no end is to be missed for that.
+TEST(StringSubstitute, EndsBesideASequenceOfTwoCharacters) {
+    const std::string before = std::setlocale(LC_ALL, nullptr);
+    ASSERT_NE(std::setlocale(LC_ALL, "zh_HK.BIG5-HKSCS"), nullptr);
+    ZynString text("\x88\x62"
+                   "a\xA4\x40"
+                   "a\x88\x62");
+    EXPECT_EQ(text.Substitute("a", "b"), 2U);
+    EXPECT_EQ(Bytes(text), "\x88\x62"
+                           "b\xA4\x40"
+                           "b\x88\x62");
+    EXPECT_EQ(text.Substitute("\x88\x62", ""), 2U);
+    EXPECT_EQ(Bytes(text), "b\xA4\x40"
+                           "b");
+    std::setlocale(LC_ALL, before.c_str());
 }
 
 } // namespace
