@@ -17,6 +17,9 @@
 //     Reserve                becomes empty            gets room
 //     to a character stream  "<null>"                 nothing
 //     StripShiftInShiftOut   nothing happens          nothing happens
+//     ListContains           as told there            as told there
+//     MakeList, the list     an empty list            nothing is in it
+//     a tokenizer's list     delivers nothing         as told there
 //     all others             contract failure         as told at each
 //
 // Positions count from 1, and 0 means not found. `Length` counts bytes; the operations that speak
@@ -27,12 +30,15 @@
 
 #include <cstring>
 #include <iosfwd>
+#include <memory>
 #include <string_view>
 
 #include "zynkbin.h"
 
 class ZYN_EXPORT ZynString {
   public:
+    class Tokenizer;
+
     /// Null.
     ZynString() = default;
     /// A copy from byte `startpos` of `text` on: up to the NUL if `length` is -1, up to `length`
@@ -131,6 +137,45 @@ class ZYN_EXPORT ZynString {
     static ZynString FromDouble(double value, unsigned short digits = 16);
     /// @}
 
+    /// @name Lists
+    /// Texts with a single-byte separator between their items. Tokenizer takes them apart.
+    /// @{
+    /// `list` with `item` behind it, and one separator between them whichever of the two brings
+    /// it. A null or empty list, or an empty item, needs none. A null item is a contract failure.
+    static ZynString MakeList(const ZynString& list, const ZynString& item, char separator);
+    /// Whether `item` is in `list`; blanks around the items of the list do not count. An empty item
+    /// is in a list that has an empty one; a null item is in a null list and in no other.
+    static bool ListContains(const ZynString& list, const ZynString& item, char separator);
+    /// @}
+
+    /// Whether the whole text matches: `single` stands for exactly one 16-bit unit, `multi` for any
+    /// number of them, all other characters for themselves. There is no escape for the two. Takes
+    /// at most as many steps as the product of both lengths.
+    bool MatchesPattern(const ZynString& pattern, char single, char multi) const;
+
+    /// @name Quoting
+    /// @{
+    /// Puts `quote` at both ends and `escape` in front of each character whose first byte is one of
+    /// the two. A character that is invalid or begins with 0xFF raises ZynOSException.
+    ZynString& Quote(char quote, char escape);
+    /// Takes the quotes and the escapes away again. A text that is not quoted stays as it is, also
+    /// one whose last quote is escaped; so does an `escape` in front of another character.
+    ZynString& Unquote(char quote, char escape);
+    /// @}
+
+    /// @name Base64 (RFC 2045, section 6.8), without line breaks
+    /// @{
+    /// The alphabet, by value.
+    static constexpr char char_set[] =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    /// Four characters for each three bytes, the last four filled up with "=".
+    static ZynString Base64Encode(const ZynBinary& data);
+    /// Skips what is not in the alphabet, padding included; two, three or four characters of a
+    /// group give one, two or three bytes. Never fails: what can't be read gives fewer bytes, and
+    /// a text of nothing else an empty value.
+    ZynBinary Base64Decode() const;
+    /// @}
+
     /// The first 16-bit unit of the one character at `s`.
     static char16_t ToWChar(const char* s);
     /// Whether the character at `s` takes more than one byte.
@@ -152,6 +197,8 @@ class ZYN_EXPORT ZynString {
     unsigned long PositionByte(const ZynString& substr, unsigned long start) const;
     ZynString SubStringChar(unsigned long start, unsigned long length) const;
     ZynString SubStringByte(unsigned long start, unsigned long length) const;
+    static bool Matches(const char16_t* text, const char16_t* pattern, char16_t single,
+                        char16_t multi);
     const char16_t* AsWChar(ZynBinary& wcBuffer) const;
     std::u16string_view WideText(ZynBinary& wcBuffer) const;
     void ConvertCase(bool upper);
@@ -160,6 +207,39 @@ class ZYN_EXPORT ZynString {
     void StripText(const ZynString& stripStr);
 
     ZynBinary::RepRef _pRep;
+};
+
+/// Delivers the items of a list from left to right. Takes one walk over the list for all of them.
+class ZYN_EXPORT ZynString::Tokenizer {
+  public:
+    /// @param separator a single-byte character
+    /// @param strip     takes blanks off both ends of the list and of each item
+    /// @param skipEmpty leaves out empty items
+    Tokenizer(const ZynString& list, char separator, bool strip, bool skipEmpty);
+    Tokenizer(const Tokenizer&) = delete;
+    Tokenizer& operator=(const Tokenizer&) = delete;
+    ~Tokenizer() = default;
+
+    /// Begins anew with another list. A null list is exhausted at once.
+    void SetList(const ZynString& list);
+    /// Whether no item is left. An empty item behind the last separator is one.
+    bool Empty() const;
+    /// What has not been delivered; null if no item is left.
+    ZynString Rest() const;
+    /// The next item, or null if none is left. A list that is not valid in the locale's encoding
+    /// raises ZynOSException.
+    ZynString Next() const;
+
+  private:
+    void MoveTo(unsigned long at) const;
+    unsigned long FindSeparator() const;
+
+    std::unique_ptr<ZynString> _list;
+    char _separator[2];
+    bool _strip;
+    bool _skipEmpty;
+    mutable unsigned long _at = 0;   ///< byte of the list at which what is left begins
+    mutable bool _isChecked = false; ///< whether the list is known to be valid
 };
 
 /// Unsigned bytes up to the first NUL; no locale and no case folding. Two null strings are equal.

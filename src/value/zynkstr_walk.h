@@ -44,4 +44,9 @@ class CharWalk {
     bool _shifted = false;
 };
 
+/// Whether the text begins with the single-byte character `c`.
+inline bool BeginsWith(const char* text, unsigned long n, char c) {
+    return n > 0 && *text == c && CharWalk(text, n).Step() == 1;
+}
+
 } // namespace zynkwalk

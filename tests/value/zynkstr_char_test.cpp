@@ -1,117 +1,20 @@
-#include "contract/failing.h"
-
 #include <clocale>
-#include <langinfo.h>
 
-#include <map>
-#include <random>
-
-#include "zynkplat.h"
+#include "characters.h"
 
 namespace {
-
-struct Encoding {
-    std::u32string alphabet;
-    std::string invalid; ///< words that are no characters
-    std::string cases;   ///< words: a text, the same in lower case, in upper case
-};
-
-/// By codeset, and without a name the one with shift states. The alphabets hold what is easily
-/// mistaken: second bytes that look like letters or like first bytes, pairs that have a unit in
-/// common. The cases have letters that grow or leave the encoding.
-const std::map<std::string, Encoding> encodings = {
-    {"", {U"aA\u4141\u4142\u4241", "\xFF", "aB\16AB\17c ab\16AB\17c AB\16AB\17C"}},
-    {"ANSI_X3.4-1968", {U"abB\\", "\xFF", "aZ1 az1 AZ1"}},
-    {"ISO-8859-1", {U"abéÿ", "", "\xC4\xE9z \xE4\xE9z \xC4\xC9Z  Z\xFF z\xFF Z\xFF"}},
-    {"UTF-8",
-     {U"aéè€😀😁\U0010FFFF", "\xC3( \xE2\x82 \xF4\x90\x80\x80 \xF8\x88\x80\x80\x80",
-      "Äé😀z äé😀z ÄÉ😀Z  aɐ aɐ AⱯ  ȺȺ ⱥⱥ ȺȺ"}},
-    {"SHIFT_JIS",
-     {U"a¥ソ表ャｱ", "\x83!", "a\x83\x5C\x82\x61 a\x83\x5C\x82\x82 A\x83\x5C\x82\x61"}}};
-
-/// A byte of its own, or between 0x0E and 0x0F two bytes that look like letters. The shift bytes
-/// belong to the character beside them: 3 bytes at either end of a run, 4 if it is alone in it.
-struct ShiftMultiByte final : zynkplat::MultiByte {
-    unsigned long MaxBytes() const override { return 4; }
-    bool ResetShiftState() override {
-        shifted = false;
-        return true;
-    }
-    /// Every other "?" is no character, so that a walk may meet what the one before has passed.
-    int Length(const char* s, unsigned long n) override {
-        char32_t wide = 0;
-        return *s == '?' && ++met % 2 == 0 ? -1 : ToWide(wide, s, n);
-    }
-    int ToWide(char32_t& wide, const char* s, unsigned long) override {
-        const char* const start = s;
-        for (; *s == '\16' || *s == '\17'; ++s)
-            shifted = *s == '\16';
-        wide = static_cast<unsigned char>(*s++);
-        if (shifted) {
-            wide = wide << 8U | static_cast<unsigned char>(*s++);
-            shifted = *s != '\17';
-            s += shifted ? 0 : 1;
-        }
-        return wide == 0xFF ? -1 : wide == 0 ? 0 : static_cast<int>(s - start);
-    }
-    int FromWide(char* to, char32_t wide) override {
-        const char* const start = to;
-        const bool isDouble = wide > 0xFF;
-        if (isDouble != shifted)
-            *to++ = isDouble ? '\16' : '\17';
-        if (isDouble)
-            *to++ = static_cast<char>(wide >> 8U);
-        *to++ = static_cast<char>(wide & 0xFFU);
-        shifted = isDouble;
-        return static_cast<int>(to - start);
-    }
-    char32_t ToLower(char32_t c) const override { return c >= 'A' && c <= 'Z' ? c + 32 : c; }
-    char32_t ToUpper(char32_t c) const override { return c >= 'a' && c <= 'z' ? c - 32 : c; }
-
-    int met = 0;
-    bool shifted = false;
-};
-
-// In the locale of the program, and with shift states.
-class StringCharacters : public testing::TestWithParam<bool> {
-  protected:
-    StringCharacters() { zynkplat::UseMultiByte(GetParam() ? &shift : nullptr); }
-    ~StringCharacters() override { zynkplat::UseMultiByte(nullptr); }
-
-    /// The bytes of a text that is well formed by itself.
-    static std::string Encode(const std::u32string& text) {
-        auto& multiByte = zynkplat::CurrentMultiByte();
-        multiByte.ResetShiftState();
-        std::string bytes;
-        char character[16];
-        for (const char32_t wide : text)
-            bytes.append(character, character + multiByte.FromWide(character, wide));
-        return multiByte.FromWide(character, U'\0') > 1 ? bytes + '\17' : bytes;
-    }
-    static ZynString Text(const std::u32string& text) { return Encode(text).c_str(); }
-
-    ShiftMultiByte shift;
-    const Encoding& encoding = encodings.at(GetParam() ? "" : nl_langinfo(CODESET));
-};
 
 INSTANTIATE_TEST_SUITE_P(WithShiftStates, StringCharacters, testing::Bool());
 
 TEST_P(StringCharacters, AgreeWithWideCharacters) {
-    std::mt19937 random(20011);
-    const auto draw = [&](std::size_t max) { return random() % (max + 1); };
-    const auto characters = [&](std::size_t size) {
-        std::u32string text(size, U'\0');
-        for (char32_t& wide : text)
-            wide = encoding.alphabet[draw(encoding.alphabet.size() - 1)];
-        return text;
-    };
     for (int round = 0; round < 4000 && !HasFailure(); ++round) {
-        const std::u32string own = characters(draw(9));
-        const std::u32string part = characters(draw(2));
-        const std::u32string fresh = characters(draw(2));
-        const std::u32string trim = characters(1 + draw(1));
-        const unsigned long start = 1 + draw(own.size());
-        const unsigned long count = draw(Encode(own).size() + 1);
+        const std::u32string own = Draw(9);
+        const std::u32string part = Draw(2);
+        const std::u32string fresh = Draw(2);
+        const std::u32string trim =
+            encoding.alphabet[random() % encoding.alphabet.size()] + Draw(1);
+        const unsigned long start = 1 + random() % (own.size() + 1);
+        const unsigned long count = random() % (Encode(own).size() + 2);
         SCOPED_TRACE(testing::PrintToString(std::tie(own, part, fresh, trim, start, count)));
 
         // npos and 1 make 0: not found.
