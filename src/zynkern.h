@@ -5,6 +5,8 @@
 #include "zynkconv.h"
 #include "zynkdbg.h"
 #include "zynkdynp.h"
+#include "zynkoid.h"
+#include "zynkoids.h"
 #include "zynksdds.h"
 #include "zynkspac.h"
 #include "zynkstr.h"
@@ -12,3 +14,4 @@
 #include "zynktrc.h"
 #include "zynkvoc.h"
 #include "zynkxcp.h"
+#include "zynkxdr.h"

@@ -310,8 +310,8 @@ ZynStream::StreamHeader ZynStream::StreamHeader::Parse(const char* bytes, unsign
     header._version = static_cast<std::uint8_t>(version[0]);
     header._release = static_cast<std::uint8_t>(version[1]);
     header._modLevel = static_cast<std::uint8_t>(version[2]);
-    header._streamLength = LoadWord(version + WordSize);
-    header._streamCcsid = static_cast<std::uint16_t>(LoadWord(version + 2 * WordSize));
+    header._streamLength = zynkxdr::LoadWord(version + WordSize);
+    header._streamCcsid = static_cast<std::uint16_t>(zynkxdr::LoadWord(version + 2 * WordSize));
     return header;
 }
 

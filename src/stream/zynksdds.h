@@ -36,6 +36,7 @@
 #include "zynkdynp.h"
 #include "zynkstr.h"
 #include "zynkxcp.h"
+#include "zynkxdr.h"
 
 /// A parameter frame in a stream: its number, place and size. Ordered by number alone.
 class ZYN_EXPORT ZynStreamParmDescriptor {
@@ -259,7 +260,7 @@ class ZYN_EXPORT ZynStream {
     struct RawTag {};
     using Index = std::set<ZynStreamParmDescriptor>;
 
-    static constexpr unsigned long WordSize = 4;
+    static constexpr unsigned long WordSize = zynkxdr::WordSize;
     static constexpr unsigned long FrameHeadSize = 2 * WordSize;
     static constexpr unsigned long Unbounded = static_cast<unsigned long>(-1);
 
@@ -288,10 +289,6 @@ class ZYN_EXPORT ZynStream {
     char* Claim(unsigned long n);
 
     char* At(unsigned long position) const;
-    static std::uint32_t WireWord(long value);
-    static std::uint32_t WireWord(unsigned long value);
-    static void StoreWord(char* to, std::uint32_t word);
-    static std::uint32_t LoadWord(const char* from);
     static unsigned long Padding(unsigned long n);
     void PutWord(std::uint32_t word);
     std::uint32_t GetWord();

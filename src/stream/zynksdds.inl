@@ -57,31 +57,6 @@ inline void ZynStream::AdvanceAfterWrite(unsigned long n) {
     }
 }
 
-inline std::uint32_t ZynStream::WireWord(long value) {
-    constexpr long long Max = UINT32_MAX; // a host's long may have no more than 32 bits
-    ZYN_REQUIRE_TEXT(value >= INT32_MIN && value <= Max, "value >= LONG_MIN && value <= ULONG_MAX");
-    return static_cast<std::uint32_t>(value);
-}
-
-inline std::uint32_t ZynStream::WireWord(unsigned long value) {
-    ZYN_REQUIRE_TEXT(value <= UINT32_MAX, "value <= ULONG_MAX");
-    return static_cast<std::uint32_t>(value);
-}
-
-inline void ZynStream::StoreWord(char* to, std::uint32_t word) {
-    if constexpr (std::endian::native == std::endian::little)
-        word = __builtin_bswap32(word);
-    std::memcpy(to, &word, sizeof word);
-}
-
-inline std::uint32_t ZynStream::LoadWord(const char* from) {
-    std::uint32_t word = 0;
-    std::memcpy(&word, from, sizeof word);
-    if constexpr (std::endian::native == std::endian::little)
-        word = __builtin_bswap32(word);
-    return word;
-}
-
 // Advances ahead of the store: a store of bytes may alias anything, and what comes behind it would
 // have to be loaded anew.
 inline char* ZynStream::Claim(unsigned long n) {
@@ -92,22 +67,22 @@ inline char* ZynStream::Claim(unsigned long n) {
 }
 
 inline void ZynStream::PutWord(std::uint32_t word) {
-    StoreWord(Claim(WordSize), word);
+    zynkxdr::StoreWord(Claim(WordSize), word);
 }
 
 inline std::uint32_t ZynStream::GetWord() {
     EnableCorrectRead(WordSize);
-    const std::uint32_t word = LoadWord(At(_curPos));
+    const std::uint32_t word = zynkxdr::LoadWord(At(_curPos));
     _curPos += WordSize;
     return word;
 }
 
 inline void ZynStream::Put(long value) {
-    PutWord(WireWord(value));
+    PutWord(zynkxdr::WireWord(value));
 }
 
 inline void ZynStream::Put(unsigned long value) {
-    PutWord(WireWord(value));
+    PutWord(zynkxdr::WireWord(value));
 }
 
 inline void ZynStream::Put(int value) {
@@ -129,8 +104,8 @@ inline void ZynStream::Put(float value) {
 inline void ZynStream::Put(double value) {
     const auto bits = std::bit_cast<std::uint64_t>(value);
     char* const to = Claim(2 * WordSize);
-    StoreWord(to, static_cast<std::uint32_t>(bits >> 32U));
-    StoreWord(to + WordSize, static_cast<std::uint32_t>(bits));
+    zynkxdr::StoreWord(to, static_cast<std::uint32_t>(bits >> 32U));
+    zynkxdr::StoreWord(to + WordSize, static_cast<std::uint32_t>(bits));
 }
 
 inline void ZynStream::Get(long& value) {
@@ -159,8 +134,8 @@ inline void ZynStream::Get(float& value) {
 
 inline void ZynStream::Get(double& value) {
     EnableCorrectRead(2 * WordSize);
-    const std::uint64_t high = LoadWord(At(_curPos));
-    value = std::bit_cast<double>(high << 32U | LoadWord(At(_curPos) + WordSize));
+    const std::uint64_t high = zynkxdr::LoadWord(At(_curPos));
+    value = std::bit_cast<double>(high << 32U | zynkxdr::LoadWord(At(_curPos) + WordSize));
     _curPos += 2 * WordSize;
 }
 

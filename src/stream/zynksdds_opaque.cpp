@@ -33,9 +33,9 @@ void ZynStream::GetFixedOpaque(char* buffer, unsigned long n) {
 
 void ZynStream::PutVarOpaque(const char* data, unsigned long n) {
     ZYN_REQUIRE_TEXT(data != nullptr || n == 0, "data != 0 || n == 0");
-    const std::uint32_t length = WireWord(n);
+    const std::uint32_t length = zynkxdr::WireWord(n);
     char* const to = Claim(WordSize + n + Padding(n));
-    StoreWord(to, length);
+    zynkxdr::StoreWord(to, length);
     StoreOpaque(to + WordSize, data, n);
 }
 
@@ -43,7 +43,7 @@ void ZynStream::PutVarOpaque(const char* data, unsigned long n) {
 // at the length word. Only the bytes themselves are tested: a last value may lack its padding.
 const char* ZynStream::PeekVarOpaque(unsigned long& length) const {
     EnableCorrectRead(WordSize);
-    length = LoadWord(At(_curPos));
+    length = zynkxdr::LoadWord(At(_curPos));
     if (length > ReadEnd() - _curPos - WordSize)
         ThrowContentError();
     return At(_curPos) + WordSize;
@@ -56,7 +56,7 @@ void ZynStream::SkipVarOpaque(unsigned long length) {
 unsigned long ZynStream::GetVarOpaque(char* buffer, unsigned long max) {
     ZYN_REQUIRE_TEXT(buffer != nullptr || max == 0, "buffer != 0 || max == 0");
     EnableCorrectRead(WordSize);
-    unsigned long length = LoadWord(At(_curPos));
+    unsigned long length = zynkxdr::LoadWord(At(_curPos));
     if (max == 0 && length > 0)
         return length;
     const char* const bytes = PeekVarOpaque(length);

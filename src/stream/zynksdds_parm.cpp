@@ -49,7 +49,7 @@ void ZynStream::CleanupParms() {
 
 ZynStream& ZynStream::StartParmEnc(unsigned long parmId) {
     ZYN_REQUIRE_TEXT(parmId != 0, "parmId!=0");
-    WireWord(parmId); // an id that has no word could never be closed
+    zynkxdr::WireWord(parmId); // an id that has no word could never be closed
     const ZynStreamParmDescriptor parm(parmId, _curPos);
     const bool isIndexed = IsIndexed() && _parmStack.empty();
     if (ZynStreamParmDescriptor entry(parmId); isIndexed)
@@ -67,15 +67,15 @@ ZynStream& ZynStream::EndParmEnc() {
     ZynStreamParmDescriptor parm = _parmStack.back();
     if (parm._length != 0)
         return EndParmDec();
-    const std::uint32_t length = WireWord(_curPos - parm._position);
+    const std::uint32_t length = zynkxdr::WireWord(_curPos - parm._position);
     parm._length = length;
     if (IsIndexed() && _parmStack.size() == 1)
         ZYN_REQUIRE_TEXT(IndexReplaceEntry(parm), "rc == true");
     const unsigned long end = _curPos;
     _curPos = parm._position;
     char* const head = Claim(FrameHeadSize);
-    StoreWord(head, WireWord(parm._id));
-    StoreWord(head + WordSize, length);
+    zynkxdr::StoreWord(head, zynkxdr::WireWord(parm._id));
+    zynkxdr::StoreWord(head + WordSize, length);
     _curPos = end;
     CloseParm();
     if (_curPos > _writeBound)
@@ -87,8 +87,8 @@ ZynStream& ZynStream::PrefetchNextParm(unsigned long& parmId) {
     if (!_pNextParm) {
         ZynStreamParmDescriptor next(0, _curPos);
         EnableCorrectRead(FrameHeadSize);
-        next._id = LoadWord(At(_curPos));
-        next._length = LoadWord(At(_curPos) + WordSize);
+        next._id = zynkxdr::LoadWord(At(_curPos));
+        next._length = zynkxdr::LoadWord(At(_curPos) + WordSize);
         if (next._length < FrameHeadSize) {
             ZYN_TRACE(1, 64, ZynTrace::KernelComponent, "Parameter length < 2*sizeof(long)");
             ZYN_TRACE(1, 64, ZynTrace::KernelComponent, *this);

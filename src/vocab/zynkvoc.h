@@ -3,19 +3,18 @@
 //
 // Each class holds an enumeration and its words and has no instances:
 //
-//     static const ZynString& ToString(Type)     the word; "<illegal>" for a number without one.
-//                                                The same object at every call, for the life of the
-//                                                process.
-//     static Type FromString(const ZynString&)   the number of the word, which is looked for
-//     exactly
-//                                                as it is; for an unknown or null one the default,
-//                                                which is the member that stands for 0 unless
-//                                                zynkvoc.def names another.
-//     static Type FromUppercaseString(...)       ZynAS and ZynBS only: the same for upper-case
-//     words
+//     static const ZynString& ToString(Type)
+//         The word; "<illegal>" for a number without one. The same object at every call, for the
+//         life of the process.
+//     static Type FromString(const ZynString&)
+//         The number of the word, which is looked for exactly as it is. For an unknown or null one
+//         the default: the member that stands for 0 unless zynkvoc.def names another.
+//     static Type FromUppercaseString(const ZynString&)
+//         The same for upper-case words; ZynAS and ZynBS only.
 //
 // No direction throws. The words are shared between classes and are made when the library is
-// loaded; nothing is allocated or locked after that.
+// loaded; nothing is allocated or locked after that. As their reference counts are plain integers
+// too, a second thread that wants a copy makes one of the text, not of the string.
 #pragma once
 
 #include "zynkstr.h"
@@ -23,6 +22,7 @@
 #define ZYN_VOCABULARY(Class, Enum, Default)                                                       \
     class ZYN_EXPORT Class {                                                                       \
       public:                                                                                      \
+        Class() = delete;                                                                          \
         enum Enum : int {
 #define ZYN_MEMBER(Name, Number) Name = (Number),
 #define ZYN_MEMBER_READ(Name, Number) ZYN_MEMBER(Name, Number)

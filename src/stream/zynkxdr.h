@@ -1,0 +1,45 @@
+// 32-bit words in the order of the wire: most significant byte first, as in XDR (RFC 4506).
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+#include "zynkdbg.h"
+
+namespace zynkxdr {
+
+constexpr unsigned long WordSize = 4;
+
+/// The word whose bytes in this host's memory are those of `word` on the wire, and the reverse.
+inline std::uint32_t Host2Xdr(std::uint32_t word) {
+    if constexpr (std::endian::native == std::endian::little)
+        return __builtin_bswap32(word);
+    return word;
+}
+
+inline void StoreWord(char* to, std::uint32_t word) {
+    word = Host2Xdr(word);
+    std::memcpy(to, &word, sizeof word);
+}
+
+inline std::uint32_t LoadWord(const char* from) {
+    std::uint32_t word = 0;
+    std::memcpy(&word, from, sizeof word);
+    return Host2Xdr(word);
+}
+
+/// The 32 bits of a number. One that neither a signed nor an unsigned word can hold is a contract
+/// failure.
+inline std::uint32_t WireWord(long value) {
+    constexpr long long Max = UINT32_MAX; // a host's long may have no more than 32 bits
+    ZYN_REQUIRE_TEXT(value >= INT32_MIN && value <= Max, "value >= LONG_MIN && value <= ULONG_MAX");
+    return static_cast<std::uint32_t>(value);
+}
+
+inline std::uint32_t WireWord(unsigned long value) {
+    ZYN_REQUIRE_TEXT(value <= UINT32_MAX, "value <= ULONG_MAX");
+    return static_cast<std::uint32_t>(value);
+}
+
+} // namespace zynkxdr
