@@ -44,6 +44,8 @@ function(zynkern_unit_tests NAME)
     RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
   target_include_directories(${program} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${program} PRIVATE zynkern_test)
+  # The worked examples of the formats are checked against the library.
+  target_compile_definitions(${program} PRIVATE ZYNKERN_DOCS_DIR="${PROJECT_SOURCE_DIR}/docs")
 
   zynkern_add_test(${NAME} C ${program})
   foreach(locale IN LISTS arg_LOCALES)

@@ -1,6 +1,8 @@
-// road_client [--dump] [--damage OFFSET] [--cut BYTES] SOCKET ORDERFILE: sends an order.
+// road_client [OPTIONS] SOCKET ORDERFILE: sends an order.
 //
 //     --dump           shows the bytes of both messages
+//     --process TEXT   takes TEXT for the handle of the process, whatever it is
+//     --instance TEXT  the same for the handle of the instance
 //     --damage OFFSET  inverts the byte at OFFSET before the order is sent
 //     --cut BYTES      leaves out the last BYTES bytes
 //
@@ -28,6 +30,8 @@ constexpr std::chrono::seconds ServerTimeout(30);
 
 struct Arguments {
     bool dump = false;
+    std::optional<std::string> processHandle;
+    std::optional<std::string> instanceHandle;
     std::optional<std::size_t> damage;
     std::size_t cut = 0;
     std::string socket;
@@ -55,6 +59,10 @@ Arguments ParseArguments(std::span<char* const> words) {
         const std::string_view option = words[i];
         if (option == "--dump")
             arguments.dump = true;
+        else if (option == "--process")
+            arguments.processHandle = value();
+        else if (option == "--instance")
+            arguments.instanceHandle = value();
         else if (option == "--damage")
             arguments.damage = Count(option, value());
         else if (option == "--cut")
@@ -102,7 +110,11 @@ bool IsDigestRight(const WorkOrder& order, const Answer& answer) {
 }
 
 bool Run(const Arguments& arguments) {
-    const WorkOrder order = ReadOrderFile(arguments.orderFile);
+    WorkOrder order = ReadOrderFile(arguments.orderFile);
+    if (arguments.processHandle)
+        order.processHandle = arguments.processHandle->c_str();
+    if (arguments.instanceHandle)
+        order.instanceHandle = arguments.instanceHandle->c_str();
     const Bytes message = MessageFor(order, arguments);
     UnixSocket server(arguments.socket, ServerTimeout);
     std::cout << "order from " << arguments.orderFile << '\n' << order;
@@ -122,8 +134,8 @@ int main(int argc, char* argv[]) {
                                                                                                : 1;
     } catch (const UsageError& error) {
         std::cerr << "road_client: " << error.what() << '\n'
-                  << "usage: road_client [--dump] [--damage OFFSET] [--cut BYTES] "
-                     "SOCKET ORDERFILE\n";
+                  << "usage: road_client [--dump] [--process TEXT] [--instance TEXT] "
+                     "[--damage OFFSET] [--cut BYTES] SOCKET ORDERFILE\n";
         return 2;
     } catch (const ZynException& error) {
         std::cerr << "road_client: " << error.AsString() << '\n';

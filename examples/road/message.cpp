@@ -13,11 +13,22 @@ struct ParmInfo {
 };
 
 constexpr ParmInfo Parms[] = {
-    {ProcessParm, "process", true}, {ProcessNameParm, "name"},  {InstanceNameParm, "instance"},
-    {StarterParm, "starter"},       {TermsParm, "terms", true}, {PriorityParm, "priority"},
-    {DueDateParm, "due date"},      {AmountParm, "amount"},     {FlagsParm, "flags"},
-    {AttachmentParm, "attachment"}, {AcceptedParm, "accepted"}, {WorkItemParm, "work item"},
-    {AnswerTextParm, "text"},       {DigestParm, "digest"},
+    {ProcessParm, "process", true},
+    {ProcessNameParm, "name"},
+    {InstanceNameParm, "instance"},
+    {ProcessHandleParm, "handle"},
+    {InstanceHandleParm, "instance handle"},
+    {StarterParm, "starter"},
+    {TermsParm, "terms", true},
+    {PriorityParm, "priority"},
+    {DueDateParm, "due date"},
+    {AmountParm, "amount"},
+    {FlagsParm, "flags"},
+    {AttachmentParm, "attachment"},
+    {AcceptedParm, "accepted"},
+    {WorkItemParm, "work item"},
+    {AnswerTextParm, "text"},
+    {DigestParm, "digest"},
 };
 
 const ParmInfo* FindParm(unsigned long id) {

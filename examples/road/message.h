@@ -16,6 +16,8 @@ enum ParmId : unsigned long {
     ProcessParm = 10,    ///< group
     ProcessNameParm,     ///< string
     InstanceNameParm,    ///< string
+    ProcessHandleParm,   ///< string: handle of the process template
+    InstanceHandleParm,  ///< string: handle of the process instance
     StarterParm = 20,    ///< string
     TermsParm = 30,      ///< group
     PriorityParm,        ///< long

@@ -44,14 +44,22 @@ void PutProcess(ZynStream& out, const WorkOrder& order) {
     out.EndParmEnc();
     out.StartParmEnc(InstanceNameParm) << order.instance;
     out.EndParmEnc();
+    out.StartParmEnc(ProcessHandleParm) << order.processHandle;
+    out.EndParmEnc();
+    out.StartParmEnc(InstanceHandleParm) << order.instanceHandle;
+    out.EndParmEnc();
     out.EndParmEnc();
 }
 
-// What a newer client puts behind the two is skipped with the end of the group.
+// What a newer client puts behind these is skipped with the end of the group.
 void GetProcess(ZynStream& in, WorkOrder& order) {
     in.StartParmDec(ProcessNameParm) >> order.process;
     in.EndParmDec();
     in.StartParmDec(InstanceNameParm) >> order.instance;
+    in.EndParmDec();
+    in.StartParmDec(ProcessHandleParm) >> order.processHandle;
+    in.EndParmDec();
+    in.StartParmDec(InstanceHandleParm) >> order.instanceHandle;
     in.EndParmDec();
 }
 
@@ -146,6 +154,14 @@ void CheckFlagCount(unsigned long count) {
                            std::to_string(MaxFlags));
 }
 
+ZynBIID InstanceOf(const WorkOrder& order) {
+    const ZynBTID process = ZynBTID::FromExternalObjectHandle(order.processHandle);
+    const ZynBIID instance = ZynBIID::FromExternalObjectHandle(order.instanceHandle);
+    if (instance.FlatTID() != process.FlatTID())
+        throw MessageError("the instance is none of this process");
+    return instance;
+}
+
 ZynStream PackOrder(const WorkOrder& order) {
     ZynStream out(order.attachment.Length() + 1024, ZynStream::Plain);
     PutProcess(out, order);
@@ -175,7 +191,9 @@ std::ostream& operator<<(std::ostream& os, const WorkOrder& order) {
     std::ostringstream amount;
     amount << std::fixed << std::setprecision(2) << order.amount;
     return os << Line("process", Printable(order.process))
+              << Line("", Printable(order.processHandle))
               << Line("instance", Printable(order.instance))
+              << Line("", Printable(order.instanceHandle))
               << Line("starter", Printable(order.starter))
               << Line("priority", std::to_string(order.priority))
               << Line("due date", Printable(order.dueDate)) << Line("amount", amount.str())

@@ -9,7 +9,9 @@
 
 struct WorkOrder {
     ZynString process;
+    ZynString processHandle; ///< of the process template
     ZynString instance;
+    ZynString instanceHandle; ///< of the process instance
     ZynString starter;
     long priority = 0; ///< 1 to 9
     ZynString dueDate; ///< YYYY-MM-DD; may be null
@@ -27,6 +29,11 @@ void CheckDueDate(const ZynString& date);
 void CheckAmount(double amount);
 void CheckFlagCount(unsigned long count);
 /// @}
+
+/// The instance that the handles of an order name. For the server, which alone knows what may be
+/// named: throws ZynExtExcINVALID_OID for a handle that is damaged or of another type, MessageError
+/// if the instance is none of the process.
+ZynBIID InstanceOf(const WorkOrder& order);
 
 /// A closed stream, ready to be sent.
 ZynStream PackOrder(const WorkOrder& order);

@@ -146,7 +146,10 @@ class OrderFile {
     WorkOrder _order;
     std::map<std::string, Setting> _settings = {
         {"process", {true, [this](std::string_view v) { _order.process = Text(v); }}},
+        {"process handle", {true, [this](std::string_view v) { _order.processHandle = Text(v); }}},
         {"instance", {true, [this](std::string_view v) { _order.instance = Text(v); }}},
+        {"instance handle",
+         {true, [this](std::string_view v) { _order.instanceHandle = Text(v); }}},
         {"starter", {true, [this](std::string_view v) { _order.starter = Text(v); }}},
         {"priority", {true, [this](std::string_view v) { SetPriority(v); }}},
         {"due", {false, [this](std::string_view v) { SetDueDate(v); }}},

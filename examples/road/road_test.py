@@ -5,6 +5,7 @@ road_test.py SERVER CLIENT ORDERFILE
 """
 
 import atexit
+import base64
 import hashlib
 import re
 import shutil
@@ -117,7 +118,7 @@ for fact in ("due date    2024-07-31\n", "flags       urgent, notify-starter\n",
              "work item   1\n", f"digest      {DIGEST.hex().upper()}\n"):
     check(run.returncode == 0 and fact in run.stdout, f"{fact!r} is missing in\n{run.stdout}")
     check(fact in LOG.read_text(), f"{fact!r} is missing in the server's output")
-for row in (r" 20  00 00 00 0A 00 00 00 4C  .......L  frame 10, process: 76 bytes",
+for row in (r" 20  00 00 00 0A 00 00 00 AC  ........  frame 10, process: 172 bytes",
             r"\d+  00 00 00 1F 00 00 00 0C  ........    frame 31, priority: 12 bytes",
             r"\d+  00 00 00 04  +\.{4}"):
     check(re.search(f"^ +{row}$", run.stdout, re.M), f"{row!r} is missing in\n{run.stdout}")
@@ -146,6 +147,20 @@ for offset, told in ((4, "damaged: ZynStream::ExcKindError"), (12, "damaged: Zyn
     run = client("--damage", offset)
     check(run.returncode == 1 and told in run.stdout, f"{told!r} is missing in\n{run.stdout}")
     check(offset == stamp or f"refused: {told}" in LOG.read_text(), f"the server is silent: {told}")
+
+# Handles of another type, damaged, and of an instance of another process.
+handles = dict(re.findall("^(process|instance) handle *= (.*)$", ORDER.read_text(), re.M))
+foreign = b"P" + bytes(range(32)) + b"P"
+for option, handle, told in (
+        ("--process", handles["instance"], "not a handle of this kind: ZynExtException, MsgID=805"),
+        ("--instance", handles["process"], "not a handle of this kind: ZynExtException, MsgID=805"),
+        ("--process", "Z" + handles["process"][1:], "not a handle of this kind"),
+        ("--instance", handles["instance"][4:], "not a handle of this kind"),
+        ("--instance", "", "not a handle of this kind"),
+        ("--instance", base64.b64encode(foreign).decode(), "the instance is none of this process")):
+    run = client(option, handle)
+    check(run.returncode == 1 and told in run.stdout, f"{told!r} is missing in\n{run.stdout}")
+    check(f"refused: {told}" in LOG.read_text(), f"the server is silent: {told}")
 
 # Cuts, down to nothing. Without padding behind the last value nothing is lost.
 padding = -len(STAMP) % 4

@@ -68,12 +68,16 @@ Answer Refused(const Bytes& message, const ZynString& why) {
 Answer AnswerTo(const Bytes& message) {
     try {
         const WorkOrder order = UnpackOrder(message);
+        const ZynBIID instance = InstanceOf(order);
         Answer answer = Accepted(order);
         std::cout << "order of " << message.size() << " bytes\n" << order;
+        std::cout << "for the instance " << instance << '\n';
         std::cout << "answer\n" << answer;
         return answer;
     } catch (const ZynStream::Exception& error) {
         return Refused(message, ZynString("damaged: ") | error.AsString());
+    } catch (const ZynExtExcINVALID_OID& error) {
+        return Refused(message, ZynString("not a handle of this kind: ") | error.AsString());
     } catch (const ZynException& error) {
         return Refused(message, error.AsString());
     } catch (const MessageError& error) {

@@ -1,6 +1,7 @@
 #include "zynkoids.h"
 
-#include <map>
+#include <fstream>
+#include <iterator>
 
 #include "contract/failing.h"
 #include "zynksdds.h"
@@ -123,6 +124,27 @@ TEST(Handle, IsRefusedWithADamagedFrame) {
                     Printed<ZynExtExcINVALID_OID>,
                     testing::HasSubstr("Function=ZynWLID::FromExternalObjectHandle"))));
     EXPECT_THROW(ZynAIID::FromBinaryObjectHandle(ZynBinary()), ZynExtExcINVALID_OID);
+}
+
+// The page of the formats shows what the library makes.
+TEST(Handle, IsDocumented) {
+    std::ifstream file(ZYNKERN_DOCS_DIR "/identifiers.md");
+    const std::string page(std::istreambuf_iterator<char>(file), {});
+    const auto range = [](const char* digits) { return ZynBinary::FromHexString(digits); };
+    const ZynBIID biid(range("202122232425262728292A2B2C2D2E2F"),
+                       range("101112131415161718191A1B1C1D1E1F"));
+    EXPECT_THAT(page, testing::HasSubstr("\n    " + Bytes(biid.AsExternalObjectHandle()) + "\n"));
+    const std::pair<const char*, short> steps[] = {{"000102037FFFFFFF08090A0B0C0D0E0F", 1},
+                                                   {"000102030000000508090A0B0C0D0E0F", -1}};
+    for (const auto& [before, step] : steps) {
+        ZynOID oid(range(before));
+        oid.increment(step, ZynOIDEncoding::NewEncoding);
+        std::string digits = Bytes(oid.AsHexString());
+        for (const std::size_t at : {24U, 16U, 8U})
+            digits.insert(at, " ");
+        EXPECT_THAT(page, testing::HasSubstr("step of " + std::to_string(step) + ":\n    " +
+                                             digits + "\n"));
+    }
 }
 
 TEST(CompositeId, TravelsInItsOrder) {
