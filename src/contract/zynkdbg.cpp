@@ -1,7 +1,10 @@
 #include "zynkdbg.h"
 
 #include <cstdio>
+#include <string>
+#include <string_view>
 
+#include "zynkplat.h"
 #include "zynktrc.h"
 #include "zynkxcp.h"
 
@@ -16,12 +19,9 @@ char failureText[FailureTextSize + 1];
 [[noreturn]] void Fail(const char* format, const char* routine, const char* condition,
                        const char* file, unsigned int line) {
     std::snprintf(failureText, FailureTextSize, format, file, line, condition);
-    if (ZynTrace::IsErrorOpen(ZynTrace::ErrorCategory, ZynTrace::KernelComponent)) {
-        std::ostringstream items;
-        items << "Assertion fired";
-        ZynTrace::TraceCtx("zynkdbg", __LINE__, routine, ZynTrace::ErrorLevel,
-                           ZynTrace::ErrorCategory, ZynTrace::KernelComponent, -1, items);
-    }
+    if (ZynTrace::IsErrorOpen(ZynTrace::Error, ZynTrace::Kernel))
+        ZynTrace::TraceCtx("zynkdbg", __LINE__, routine, ZynTrace::ErrorLevel, ZynTrace::Error,
+                           ZynTrace::Kernel, -1, "Assertion fired");
     ZynDumpTraceBufs();
     // The origin names the routine; the failing site stands in the text.
     ZYN_THROW_INT(ZynAssertionException(ZYN_ORIGIN(routine), failureText));
@@ -45,9 +45,36 @@ void zynkAssert(const char* condition, const char* file, unsigned int line) {
     Fail("*** Assertion failed in %s(%d): %s", "zynkAssert", condition, file, line);
 }
 
-void ZynDumpTraceBufs() {
-    if (!ZynTrace::_Xt || ZynTrace::_dumped)
+namespace {
+
+// A file that can't be opened gives -1, which is not looked at: the writes then fail unnoticed.
+void AppendTraceBufs() {
+    const int file = zynkplat::OpenForAppending(ZynTrace::GetTraceFile().C_str());
+    if (file == 0)
         return;
-    ZYN_TRACE_ERROR(ZynTrace::ErrorCategory, ZynTrace::KernelComponent, failureText);
-    ZynTrace::_dumped = true;
+    ZYN_TRACE_ERROR(ZynTrace::Error, ZynTrace::Kernel, failureText);
+    const auto append = [file](std::string_view piece) {
+        zynkplat::Append(file, piece.data(), piece.size());
+    };
+    append("------------------- Assertion occurred.  --------------------------------\n");
+    append("    " + std::string(failureText) + "\n");
+    append("------------------- Extended trace buffers follow "
+           "--------------------------------\n");
+    ZynBinary areas[3];
+    ZynTrace::DumpBuffers(areas[0], areas[1], areas[2]);
+    for (const ZynBinary& area : areas)
+        if (!area.IsNull() && area.Length() != 0 && *area.Data() != '\0')
+            append({area.Data(), area.Length()});
+    zynkplat::Close(file);
+}
+
+} // namespace
+
+void ZynDumpTraceBufs() {
+    if (!ZynTrace::Xt() || ZynTrace::AlreadyDumped())
+        return;
+    try {
+        AppendTraceBufs();
+    } catch (...) { // NOLINT(bugprone-empty-catch): a failure of the dump is never reported
+    }
 }

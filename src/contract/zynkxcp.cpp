@@ -125,14 +125,16 @@ ZynOrigin zynkOrigin(const char* file, unsigned int line, const char* function) 
     return {{file, static_cast<long>(std::strcspn(file, isModule ? "._" : "."))}, line, function};
 }
 
-void zynkTraceThrow(const char* tag, const ZynException& exception) {
-    if (!ZynTrace::IsErrorOpen(ZynTrace::ErrorCategory, ZynTrace::KernelComponent))
+void zynkTraceThrow(const char* tag, const ZynException& exception, unsigned long level) {
+    const bool isOpen = level == ZynTrace::ErrorLevel
+                            ? ZynTrace::IsErrorOpen(ZynTrace::Error, ZynTrace::Kernel)
+                            : ZynTrace::IsOpen(level, ZynTrace::Error, ZynTrace::Kernel);
+    if (!isOpen)
         return;
     const ZynOrigin& origin = exception.Origin();
-    std::ostringstream items;
-    items << tag << exception;
-    ZynTrace::Trace(origin.File().IsNull() ? "" : origin.File().C_str(), origin.Line(),
-                    origin.Function().IsNull() ? "" : origin.Function().C_str(),
-                    ZynTrace::ErrorLevel, ZynTrace::ErrorCategory, ZynTrace::KernelComponent,
-                    items);
+    ZynTrace::Text text;
+    text.Stream() << tag << exception;
+    ZynTrace::Trace(origin.File().IsNull() ? nullptr : origin.File().C_str(), origin.Line(),
+                    origin.Function().IsNull() ? nullptr : origin.Function().C_str(), level,
+                    ZynTrace::Error, ZynTrace::Kernel, text.View());
 }

@@ -219,8 +219,10 @@ ZYN_EXPORT ZynOrigin zynkOrigin(const char* file, unsigned int line, const char*
 /// The origin of this place. `function` is a text such as "ZynString::LengthChar".
 #define ZYN_ORIGIN(function) zynkOrigin(__FILE_NAME__, __LINE__, function)
 
-/// Writes the line that goes ahead of every throw, if the trace takes error lines.
-ZYN_EXPORT void zynkTraceThrow(const char* tag, const ZynException& exception);
+/// Writes the line that goes ahead of every throw, if the trace takes error lines. What the trace
+/// itself is made of has a level of its own, which is not written whatever the trace is set to.
+ZYN_EXPORT void zynkTraceThrow(const char* tag, const ZynException& exception,
+                               unsigned long level = 0);
 
 /// Throw sites: construct the exception, trace it, throw a copy by value.
 #define ZYN_THROW_INT(exception) ZYN_THROW_("THROW_INT, ", exception)

@@ -39,7 +39,7 @@ unsigned short ZynConverter::GetCurrentOSCodePage() {
         return ccsid;
     std::setlocale(LC_ALL, "");
     ccsid = GetANSICodePage();
-    ZYN_TRACE(3, 64, ZynTrace::KernelComponent,
+    ZYN_TRACE(3, ZynTrace::General, ZynTrace::Kernel,
               "Local Codepage=" << ccsid << " or " << CodePageAsString(ccsid));
     processCcsid.store(ccsid, std::memory_order_relaxed);
     return ccsid;

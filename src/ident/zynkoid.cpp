@@ -118,11 +118,14 @@ ZynStream& operator>>(ZynStream& stream, ZynOID& oid) {
     return stream;
 }
 
+// In the stream's own hexadecimal mode, which decides on the case of the digits.
 std::ostream& operator<<(std::ostream& os, const ZynOID& oid) {
-    os << "OID(" << std::hex;
+    const std::ios::fmtflags before = os.flags();
+    os << "OID(" << std::hex << std::noshowbase;
     for (const char c : oid._data) {
         const unsigned int byte = static_cast<unsigned char>(c);
         os << (byte < 0x10 ? "0" : "") << byte;
     }
+    os.setf(before & std::ios::showbase);
     return os << std::dec << ')';
 }

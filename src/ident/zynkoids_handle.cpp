@@ -11,13 +11,14 @@ namespace zynkoids {
 
 /// The family, written once. `Payload` are the parts between the prefix bytes, in their order, and
 /// `PayloadLength` is how the check of a frame that was read tells their length.
-#define ZYN_FRAME(Id, Name, TraceLabel, PayloadLength, Reader, ...)                                \
+#define ZYN_FRAME(Id, Name, TraceLabel, PayloadLength, Writer, Reader, ...)                        \
     template <>                                                                                    \
     struct Frame<Id> {                                                                             \
         static constexpr char Prefix = IdPrefix::Name;                                             \
         static constexpr unsigned long Length = Name##_BIN_LENGTH;                                 \
         static constexpr auto Label = TraceLabel;                                                  \
-        static constexpr auto Origin = #Id "::" #Reader;                                           \
+        static constexpr auto Made = #Id "::" #Writer;                                             \
+        static constexpr auto Read = #Id "::" #Reader;                                             \
         static constexpr auto LengthText = "bin.Length()==" #Name "_BIN_LENGTH";                   \
         static constexpr auto FirstText = "bin[0]==IdPrefix::" #Name;                              \
         static constexpr auto LastText = "bin[" #Name "_BIN_LENGTH-1]==IdPrefix::" #Name;          \
@@ -29,12 +30,14 @@ namespace zynkoids {
         }                                                                                          \
     };
 #define ZYN_HANDLE(Id, Name, Label, PayloadLength, ...)                                            \
-    ZYN_FRAME(Id, Name, Label, PayloadLength, FromExternalObjectHandle, __VA_ARGS__)
+    ZYN_FRAME(Id, Name, Label, PayloadLength, AsExternalObjectHandle, FromExternalObjectHandle,    \
+              __VA_ARGS__)
 
 ZYN_HANDLE(ZynBTID, PTID, " PTID=", "sizeof(ZynOID)", self._oid)
 ZYN_HANDLE(ZynBIID, PIID, " PIID=", "2*sizeof(ZynOID)", self._oid, self._btid._oid)
-ZYN_FRAME(ZynAIID, AIID, " AIID=", "2*sizeof(ZynOID)+2*sizeof(long)", FromBinaryObjectHandle,
-          self._biid._oid, self._iActNum, self._tid._parent._oid, self._tid._tActNum)
+ZYN_FRAME(ZynAIID, AIID, " AIID=", "2*sizeof(ZynOID)+2*sizeof(long)", AsBinaryObjectHandle,
+          FromBinaryObjectHandle, self._biid._oid, self._iActNum, self._tid._parent._oid,
+          self._tid._tActNum)
 ZYN_HANDLE(ZynWIID, WIID, " WIID=", "sizeof(ZynOID)", self._oid)
 ZYN_HANDLE(ZynActImplCorrelID, ActImplCorrelID,
            " ActImplCorrelID=", "AIID_BIN_LENGTH + sizeof(ZynOID)", self._aiid, self._cookie)
@@ -85,6 +88,7 @@ void GetPart(const char*& from, ZynAIID& part) {
 template <class Id>
 ZynBinary MakeFrame(const Id& id) {
     using IdFrame = Frame<Id>;
+    ZYN_FLOW(IdFrame::Made, ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZynBinary bin("", 0);
     std::apply([&bin](const auto&... parts) { (PutPart(bin, parts), ...); }, IdFrame::Payload(id));
     bin.Mark(IdFrame::Prefix);
@@ -104,9 +108,10 @@ bool IsFramed(const ZynBinary& bin, char prefix, unsigned long length) {
 template <class Id>
 Id ReadFrame(ZynBinary bin) {
     using IdFrame = Frame<Id>;
+    ZYN_FLOW(IdFrame::Read, ZynTrace::FlowLevel, ZynTrace::Kernel);
     if (!IsFramed(bin, IdFrame::Prefix, IdFrame::Length)) {
-        ZYN_TRACE(5, 64, ZynTrace::KernelComponent, IdFrame::Label << bin);
-        ZYN_THROW_EXT(ZynExtExcINVALID_OID(ZYN_ORIGIN(IdFrame::Origin)));
+        ZYN_TRACE_IN(IdFrame::Read, 5, ZynTrace::General, ZynTrace::Kernel, IdFrame::Label << bin);
+        ZYN_THROW_EXT(ZynExtExcINVALID_OID(ZYN_ORIGIN(IdFrame::Read)));
     }
     bin.Unmark(IdFrame::Prefix);
     ZYN_ASSERT_TEXT(bin.Length() == IdFrame::Length - 2, IdFrame::PayloadText);

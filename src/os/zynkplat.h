@@ -1,6 +1,8 @@
 // What the logic needs of the platform, declared once and implemented in each platform's folder.
 #pragma once
 
+#include <string>
+
 #include "zynkdbg.h"
 
 namespace zynkplat {
@@ -40,11 +42,57 @@ MultiByte& CurrentMultiByte();
 /// Puts `substitute` in their place, for tests; null puts the runtime's own back.
 void UseMultiByte(MultiByte* substitute);
 
+/// Separates the folders of a path.
+extern const char DirectorySeparator;
+/// Tells the platform in the banner of a trace.
+extern const char* const TracePlatform;
+
+/// @name Files of the trace
+/// No failure of the later ones is told.
+/// @{
+/// A descriptor of the file, which is created if it is missing; -1 if it can't be opened.
+int OpenForAppending(const char* name);
+/// In one write. What can't be written is lost.
+void Append(int file, const char* bytes, unsigned long n);
+void Close(int file);
+void RemoveFile(const char* name);
+void RenameFile(const char* from, const char* to);
+/// @}
+
+struct CivilTime {
+    unsigned long year;
+    unsigned long month; ///< 1 to 12
+    unsigned long day;
+    unsigned long hour;
+    unsigned long minute;
+    unsigned long second;
+};
+/// A second of the epoch in the local time of its moment.
+CivilTime LocalTime(long long second);
+
 /// The code page number of the locale's character encoding; 819 if it has none that is known.
 unsigned short GetACP();
 /// The same for the terminal.
 unsigned short GetConsoleOutputCP();
 /// The code page number of an encoding by its name, as GetACP gives it.
 unsigned short CodePageOfCodeset(const char* codeset);
+
+/// The number of the platform in the vocabulary, a `ZynPlatform::Type`.
+int Platform();
+/// Asked of the system at each call: after a fork it is another one.
+unsigned long CurrentProcessId();
+/// The same; unique among the threads of the machine.
+unsigned long CurrentThreadId();
+/// Full path of the program file, with its terminator in at most `size` bytes. False if it can't be
+/// told or doesn't fit.
+bool ExeFileName(char* buffer, unsigned long size);
+/// Name of the user that the process was started by, with its terminator in at most `size` bytes.
+/// False if it has none or it doesn't fit.
+bool LoginUserName(char* buffer, unsigned long size);
+
+/// Reads a whole file. False, with `content` of no use, if it can't be read, if it is no regular
+/// file (a directory, a pipe, a device: nothing is waited for, and none is opened) or if it has
+/// more than `most` bytes.
+bool ReadRegularFile(const char* name, unsigned long most, std::string& content);
 
 } // namespace zynkplat

@@ -90,8 +90,8 @@ ZynStream& ZynStream::PrefetchNextParm(unsigned long& parmId) {
         next._id = zynkxdr::LoadWord(At(_curPos));
         next._length = zynkxdr::LoadWord(At(_curPos) + WordSize);
         if (next._length < FrameHeadSize) {
-            ZYN_TRACE(1, 64, ZynTrace::KernelComponent, "Parameter length < 2*sizeof(long)");
-            ZYN_TRACE(1, 64, ZynTrace::KernelComponent, *this);
+            ZYN_TRACE(1, ZynTrace::General, ZynTrace::Kernel, "Parameter length < 2*sizeof(long)");
+            ZYN_TRACE(1, ZynTrace::General, ZynTrace::Kernel, *this);
             ZYN_THROW_INT(ExcContentError(ZYN_ORIGIN("ZynStream::PrefetchNextParm"), _curPos));
         }
         _curPos += FrameHeadSize;

@@ -41,6 +41,6 @@ void ZynStream::InitHXWIH() {
     wih.Flags = 0;
     std::memset(wih.MsgToken, 0, sizeof wih.MsgToken);
     std::memcpy(At(_pMem->_headerPos), &wih, sizeof wih);
-    ZYN_TRACE(30, 64, ZynTrace::KernelComponent,
+    ZYN_TRACE(30, ZynTrace::General, ZynTrace::Kernel,
               "WIH->CodedCharSetId set to " << wih.CodedCharSetId);
 }

@@ -55,7 +55,8 @@ const char16_t* ZynString::AsWChar(ZynBinary& wcBuffer) const {
     ZYN_REQUIRE(wcBuffer.Length() == WCharSize());
     auto* const units = reinterpret_cast<char16_t*>(wcBuffer.Data());
     if (zynkwide::FromText(units, C_str(), Length()) == zynkwide::Invalid) {
-        ZYN_TRACE(1, 64, 1, "Invalid multibyte character in '" << *this << "'");
+        ZYN_TRACE(1, ZynTrace::General, ZynTrace::Kernel,
+                  "Invalid multibyte character in '" << *this << "'");
         ThrowInvalid(ZYN_ORIGIN("ZynString::AsWChar"),
                      "mbstowcs: input string contains an invalid multibyte character", -1);
     }

@@ -9,7 +9,7 @@ import subprocess
 import sys
 
 # Public names outside the Zyn... and zynk... families.
-FLAT = {"DefaultStreamCcsid", "spaces"}
+FLAT = {"DefaultStreamCcsid", "_trcfile", "isSwitchChar", "spaces"}
 OWN = re.compile(r"\b(Zyn|zynk)\w+")
 # An entity of the C++ runtime may have one of our types as argument; its mangled name tells whose
 # it is.

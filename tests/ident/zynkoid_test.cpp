@@ -104,7 +104,7 @@ TEST(Oid, HasItsBytesInEachForm) {
     EXPECT_EQ(ZynOID::FromBase64String(oid.AsBase64String()), oid);
     EXPECT_EQ(Bytes(ZynOID().AsBase64String()), std::string(22, 'A') + "==");
     std::ostringstream os;
-    os << oid << 10 << std::uppercase << oid;
+    os << std::showbase << oid << 10 << std::uppercase << oid;
     EXPECT_EQ(os.str(), "OID(00010203040506070809fafbfcfdfeff)10"
                         "OID(00010203040506070809FAFBFCFDFEFF)");
     ZynOID other(oid);

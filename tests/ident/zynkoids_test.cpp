@@ -191,10 +191,17 @@ TEST(CompositeId, IsPrintedInItsOrder) {
 TEST(CompositeId, IsNullByItsOwnIdentifier) {
     ZynAIID a(activity);
     a.SetNull();
-    EXPECT_TRUE(a.IsNull() && !activity.IsNull() && a.FlatTID() == Id('t') && a.IActNum() == -2);
+    EXPECT_TRUE(a.IsNull() && !activity.IsNull() && a.FlatTID() == Id('t'));
+    EXPECT_TRUE(a.TActNum() == 0x01020304 && a.IActNum() == -2);
     ZynBIID i(instance);
     i.SetNull();
     EXPECT_TRUE(i.IsNull() && !instance.IsNull() && i.FlatTID() == Id('t'));
+    ZynWIID w(Id('w'));
+    ZynBTID b(Id('b'));
+    EXPECT_FALSE(w.IsNull() || b.IsNull());
+    w.SetNull();
+    b.SetNull();
+    EXPECT_TRUE(w.IsNull() && b.IsNull());
     EXPECT_TRUE(ZynATID(ZynOID().AsBinary(), 5).IsNull() && ZynATID().ParentID().IsNull());
     EXPECT_TRUE(ZynWIID().IsNull() && ZynAIID().IsNull() && ZynBIID().FlatIOID().IsNull());
 
@@ -203,7 +210,17 @@ TEST(CompositeId, IsNullByItsOwnIdentifier) {
         "_oid.IsNull() || ! _btid.IsNull()",
         {[&] { ZynBIID(Id('i'), none).IsNull(); }, [&] { ZynAIID(Id('i'), 1, none, 1).IsNull(); }},
         "Assertion");
-    Fails("value >= LONG_MIN && value <= ULONG_MAX", {[&] { ZynATID(none, 1L << 40); }});
+    Fails("value >= LONG_MIN && value <= ULONG_MAX",
+          {[&] { ZynATID(none, 1L << 40); }, [&] { ZynAIID(none, 1L << 40, none, 1); }});
+    EXPECT_EQ(ZynATID(none, 0xFFFFFFFF).TActNum(), -1);
+}
+
+TEST(CompositeId, GivesItsPartsBack) {
+    EXPECT_TRUE(ZynWIID(Id('a')).AsBinary() == Id('a') && ZynTLID(Id('b')).AsBinary() == Id('b'));
+    const ZynActImplCorrelID correlation(activity, ZynOID(Id('c')));
+    EXPECT_TRUE(correlation.AIID() == activity && correlation.Cookie() == ZynOID(Id('c')));
+    const ZynIMID pair(instance, other);
+    EXPECT_TRUE(pair.First() == instance && pair.Second() == other && !(instance == other));
 }
 
 TEST(CompositeId, StepsAllOfItsIdentifiers) {

@@ -1,0 +1,86 @@
+// Files, the local time and the constants of a POSIX host.
+#include "zynkplat.h"
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace zynkplat {
+
+const char DirectorySeparator = '/';
+const char* const TracePlatform = "TVL_LINUX";
+
+namespace {
+
+// A write beyond the process's limit of file sizes fails, as on a full disk, instead of ending it.
+void AppendWithinLimit(int file, const char* bytes, unsigned long n) {
+    sigset_t limitSignal;
+    sigset_t before;
+    sigset_t pending;
+    sigemptyset(&limitSignal);
+    sigaddset(&limitSignal, SIGXFSZ);
+    sigpending(&pending);
+    pthread_sigmask(SIG_BLOCK, &limitSignal, &before);
+    const ssize_t written = write(file, bytes, n);
+    if (written < 0 && errno == EFBIG && sigismember(&pending, SIGXFSZ) == 0) {
+        const timespec now = {};
+        sigtimedwait(&limitSignal, nullptr, &now);
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+// As it was when a file was opened last.
+std::atomic<bool> hasFileSizeLimit{false};
+
+bool HasFileSizeLimit() {
+    rlimit limit = {};
+    return getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY;
+}
+
+} // namespace
+
+// What the name may lead to must not stop the process: nothing is waited for, and no terminal
+// becomes its controlling one.
+int OpenForAppending(const char* name) {
+    constexpr int Flags = O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+    constexpr mode_t OwnerOnly = 0600;
+    hasFileSizeLimit = HasFileSizeLimit();
+    return open(name, Flags, OwnerOnly);
+}
+
+void Append(int file, const char* bytes, unsigned long n) {
+    if (hasFileSizeLimit)
+        AppendWithinLimit(file, bytes, n);
+    else if (write(file, bytes, n) < 0)
+        return; // nobody asks
+}
+
+void Close(int file) {
+    close(file);
+}
+
+void RemoveFile(const char* name) {
+    unlink(name);
+}
+
+void RenameFile(const char* from, const char* to) {
+    std::rename(from, to); // NOLINT(bugprone-unused-return-value): the callers don't ask
+}
+
+CivilTime LocalTime(long long second) {
+    const auto time = static_cast<std::time_t>(second);
+    std::tm parts = {};
+    if (localtime_r(&time, &parts) == nullptr)
+        return {};
+    const auto number = [](int part) { return static_cast<unsigned long>(part); };
+    return {number(parts.tm_year) + 1900, number(parts.tm_mon) + 1, number(parts.tm_mday),
+            number(parts.tm_hour),        number(parts.tm_min),     number(parts.tm_sec)};
+}
+
+} // namespace zynkplat

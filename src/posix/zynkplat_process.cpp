@@ -1,0 +1,113 @@
+// What a POSIX host tells about the running process, and its files as a whole.
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <string_view>
+
+#include "zynkplat.h"
+#include "zynkvoc.h"
+
+namespace zynkplat {
+
+namespace {
+
+constexpr std::string_view DeletedMark = " (deleted)";
+constexpr std::size_t LongestUserEntry = 1UL << 20U;
+constexpr std::size_t BytesAtATime = 1UL << 14U;
+
+class Descriptor {
+  public:
+    explicit Descriptor(int descriptor) : _descriptor(descriptor) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() {
+        if (_descriptor >= 0)
+            close(_descriptor);
+    }
+    int Get() const { return _descriptor; }
+
+  private:
+    int _descriptor;
+};
+
+bool CopyText(std::string_view text, char* buffer, unsigned long size) {
+    if (text.size() >= size)
+        return false;
+    std::memcpy(buffer, text.data(), text.size());
+    buffer[text.size()] = '\0';
+    return true;
+}
+
+} // namespace
+
+int Platform() {
+    return ZynPlatform::Linux;
+}
+
+unsigned long CurrentProcessId() {
+    return static_cast<unsigned long>(getpid());
+}
+
+unsigned long CurrentThreadId() {
+    return static_cast<unsigned long>(gettid());
+}
+
+// The system marks the name of a file that has been removed, as an update of a running program
+// does. A name that really ends like this is one of a file that exists.
+bool ExeFileName(char* buffer, unsigned long size) {
+    char path[PATH_MAX + 1];
+    const ssize_t length = readlink("/proc/self/exe", path, PATH_MAX);
+    if (length <= 0 || length == PATH_MAX)
+        return false;
+    path[length] = '\0';
+    std::string_view name(path, static_cast<std::size_t>(length));
+    if (name.ends_with(DeletedMark) && access(path, F_OK) != 0)
+        name.remove_suffix(DeletedMark.size());
+    return CopyText(name, buffer, size);
+}
+
+// The real user: the effective one of a set-user-id program is its file's owner.
+bool LoginUserName(char* buffer, unsigned long size) {
+    passwd entry = {};
+    passwd* found = nullptr;
+    std::string strings(BytesAtATime, '\0');
+    int error = ERANGE;
+    for (; error == ERANGE && strings.size() <= LongestUserEntry;
+         strings.resize(strings.size() * 2)) {
+        error = getpwuid_r(getuid(), &entry, strings.data(), strings.size(), &found);
+        if (error == 0)
+            return found != nullptr && CopyText(found->pw_name, buffer, size);
+    }
+    return false;
+}
+
+// The first look keeps it from opening what does something on being opened; the second one sees
+// what has taken the file's place since. O_NONBLOCK is for that one, and for files of the system
+// that wait for news.
+bool ReadRegularFile(const char* name, unsigned long most, std::string& content) {
+    struct stat status = {};
+    if (stat(name, &status) != 0 || !S_ISREG(status.st_mode))
+        return false;
+    const Descriptor file(open(name, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (file.Get() < 0 || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode))
+        return false;
+    content.clear();
+    char bytes[BytesAtATime];
+    for (;;) {
+        const ssize_t n = read(file.Get(), bytes, sizeof bytes);
+        if (n == 0)
+            return true;
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0 || static_cast<unsigned long>(n) > most - content.size())
+            return false;
+        content.append(bytes, static_cast<std::size_t>(n));
+    }
+}
+
+} // namespace zynkplat

@@ -1,0 +1,207 @@
+#include "zynksemi_file.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace zynksem {
+
+namespace {
+
+// In memory: a mutex must not outlive the system's run, as its owner does not.
+constexpr const char* Directory = "/dev/shm";
+constexpr mode_t AllUsers = 0666;
+
+/// 0, or the error number of a call that answers -1 for a failure.
+int Error(int result) {
+    return result == -1 ? errno : 0;
+}
+
+/// The result of a call that a signal can interrupt.
+template <class Call>
+int Persist(Call call) {
+    int error = EINTR;
+    while (error == EINTR)
+        error = call();
+    return error;
+}
+
+/// A descriptor that is closed unless it is kept.
+class Descriptor {
+  public:
+    /// Not one of the first three: a process that has closed its standard output still writes to
+    /// it, and that must not go into a mutex.
+    explicit Descriptor(int fd) : _fd(fd) {
+        if (fd < 0 || fd > STDERR_FILENO)
+            return;
+        _fd = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+        const int error = errno;
+        close(fd);
+        errno = error;
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() {
+        if (_fd >= 0)
+            close(_fd);
+    }
+    operator int() const { return _fd; }
+    int Keep() { return std::exchange(_fd, -1); }
+
+  private:
+    int _fd;
+};
+
+int LockShared(int fd) {
+    return Persist([fd] { return Error(flock(fd, LOCK_SH)); });
+}
+
+// Reads: a page that a foreign file lacks would only be missed where memory is accessed.
+bool IsOurs(int fd, const struct stat& status) {
+    const SharedMutex::Head ours;
+    SharedMutex::Head found;
+    return S_ISREG(status.st_mode) && status.st_size == sizeof(SharedMutex) &&
+           pread(fd, &found, sizeof found, 0) == sizeof found &&
+           std::memcmp(&found, &ours, sizeof ours) == 0;
+}
+
+int InitMutex(pthread_mutex_t& mutex) {
+    pthread_mutexattr_t attributes;
+    int error = pthread_mutexattr_init(&attributes);
+    if (error != 0)
+        return error;
+    error = pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
+    if (error == 0)
+        error = pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
+    if (error == 0)
+        error = pthread_mutex_init(&mutex, &attributes);
+    pthread_mutexattr_destroy(&attributes);
+    return error;
+}
+
+} // namespace
+
+static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
+
+Path PathOfLock(const ZynString& name) {
+    const ZynBinary text(name.C_str(), std::strlen(name.C_str()));
+    const ZynBinary digest = text.ToMD5().AsHexString();
+    Path path = {};
+    std::snprintf(path.data(), path.size(), "%s/zynkernn-mutex-%s", Directory, digest.Data());
+    return path;
+}
+
+bool Exists(const Path& path) {
+    struct stat status = {};
+    return lstat(path.data(), &status) == 0;
+}
+
+int SharedMutex::Lock(bool wait) noexcept {
+    const int error = wait ? pthread_mutex_lock(&mutex) : pthread_mutex_trylock(&mutex);
+    return error == EOWNERDEAD ? pthread_mutex_consistent(&mutex) : error;
+}
+
+// Each turn of this loop is another process's creation or removal.
+int MutexFile::Open() {
+    for (;;) {
+        if (const int error = OpenExisting(); error != ENOENT)
+            return error;
+        if (const int error = Create(); error != EEXIST)
+            return error;
+    }
+}
+
+// ENOENT also if it has been removed meanwhile.
+int MutexFile::OpenExisting() {
+    // What is no regular file is not waited for, nor does it become the process's terminal.
+    Descriptor fd(open(_path.data(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
+    struct stat status = {};
+    if (fd < 0 || fstat(fd, &status) != 0)
+        return errno;
+    if (!IsOurs(fd, status))
+        return EINVAL;
+    if (const int error = LockShared(fd); error != 0)
+        return error;
+    _device = status.st_dev;
+    _inode = status.st_ino;
+    if (!HasItsName())
+        return ENOENT;
+    if (const int error = Map(fd); error != 0)
+        return error;
+    _fd = fd.Keep();
+    return 0;
+}
+
+// EEXIST if another process was faster. The file has no name until it is complete.
+int MutexFile::Create() {
+    Descriptor fd(open(Directory, O_TMPFILE | O_RDWR | O_CLOEXEC, AllUsers));
+    struct stat status = {};
+    if (fd < 0 || fstat(fd, &status) != 0 || fchmod(fd, AllUsers) != 0)
+        return errno;
+    _device = status.st_dev;
+    _inode = status.st_ino;
+    // Memory that is short is told here and not by a signal at the first access.
+    int error = Persist([&] { return posix_fallocate(fd, 0, sizeof(SharedMutex)); });
+    if (error == 0)
+        error = LockShared(fd);
+    if (error == 0)
+        error = Map(fd);
+    if (error != 0)
+        return error;
+    new (_mutex) SharedMutex;
+    error = InitMutex(_mutex->mutex);
+    if (error == 0) {
+        Path self = {};
+        std::snprintf(self.data(), self.size(), "/proc/self/fd/%d", static_cast<int>(fd));
+        error = Error(linkat(AT_FDCWD, self.data(), AT_FDCWD, _path.data(), AT_SYMLINK_FOLLOW));
+    }
+    if (error != 0)
+        munmap(_mutex, sizeof *_mutex);
+    else
+        _fd = fd.Keep();
+    return error;
+}
+
+int MutexFile::Map(int fd) {
+    void* const memory =
+        mmap(nullptr, sizeof(SharedMutex), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    if (memory == MAP_FAILED)
+        return errno;
+    _mutex = static_cast<SharedMutex*>(memory);
+    return 0;
+}
+
+bool MutexFile::Is(const struct stat& status) const {
+    return status.st_dev == _device && status.st_ino == _inode;
+}
+
+bool MutexFile::HasItsName() const {
+    struct stat status = {};
+    return lstat(_path.data(), &status) == 0 && Is(status);
+}
+
+int MutexFile::Close(bool mayRemove) noexcept {
+    const int error = Error(munmap(_mutex, sizeof *_mutex));
+    // Who turns into a daemon closes all descriptors, and then the number is another file's.
+    struct stat status = {};
+    if (fstat(_fd, &status) != 0 || !Is(status))
+        return EBADF;
+    if (mayRemove && flock(_fd, LOCK_EX | LOCK_NB) == 0) {
+        // Only the file's owner may remove it. Then it stays for the next one.
+        if (HasItsName())
+            unlink(_path.data());
+        // Not left to the closing: a process that is just being started may have the file open too.
+        flock(_fd, LOCK_UN);
+    }
+    const int closeError = Error(close(_fd));
+    return error != 0 ? error : closeError;
+}
+
+} // namespace zynksem

@@ -1,0 +1,42 @@
+// Codes of the categories and components of trace lines: what a line shows of each bit.
+#pragma once
+
+#include <cstddef>
+
+namespace zynktrc {
+
+struct Code {
+    unsigned int bit;
+    char text[3];
+};
+
+inline constexpr Code CategoryCodes[] = {
+    {0x1, "Fl"},  {0x2, "Er"},  {0x4, "SC"},  {0x8, "Ms"},   {0x10, "Ct"},
+    {0x20, "Pf"}, {0x40, "Gn"}, {0x80, "Sq"}, {0x400, "Da"},
+};
+
+inline constexpr Code ComponentCodes[] = {
+    {0x1, "Kr"},      {0x2, "FM"},      {0x4, "Mg"},      {0x8, "DB"},       {0x10, "To"},
+    {0x20, "Ct"},     {0x40, "St"},     {0x80, "SF"},     {0x100, "AS"},     {0x200, "ES"},
+    {0x400, "MS"},    {0x800, "SS"},    {0x1000, "CS"},   {0x2000, "DS"},    {0x4000, "Ap"},
+    {0x8000, "AC"},   {0x10000, "MC"},  {0x20000, "RC"},  {0x40000, "OC"},   {0x80000, "Pe"},
+    {0x100000, "In"}, {0x200000, "AX"}, {0x400000, "Ts"}, {0x2000000, "CA"}, {0x4000000, "Cf"},
+};
+
+/// The code of one bit; "??" for what is no bit, or one that has no code.
+template <std::size_t N>
+constexpr const char* CodeOf(const Code (&codes)[N], unsigned int bit) {
+    for (const Code& code : codes)
+        if (code.bit == bit)
+            return code.text;
+    return "??";
+}
+
+constexpr const char* CategoryCode(unsigned int bit) {
+    return CodeOf(CategoryCodes, bit);
+}
+constexpr const char* ComponentCode(unsigned int bit) {
+    return CodeOf(ComponentCodes, bit);
+}
+
+} // namespace zynktrc

@@ -1,0 +1,140 @@
+// The trace file: its name, its opening, its limit and its rotation.
+#include "zynktrc_file.h"
+
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "zynkops.h"
+#include "zynkplat.h"
+#include "zynktrc.h"
+
+constinit std::atomic<const ZynString*> ZynTrace::_TraceFileName{nullptr};
+constinit unsigned long ZynTrace::_TraceFileWrittenBytes = 0;
+constinit int ZynTrace::_fdesc = 0;
+constinit unsigned long ZynTrace::_opentries = 0;
+
+namespace zynktrc {
+
+constinit std::atomic<int> FileLock::_users{0};
+
+// Counts itself ahead of the look at the pointer, so that whoever has taken the pointer away and
+// finds no users knows that there will be none.
+FileLock::FileLock(const std::atomic<ZynMutexSemaphore*>& semaphore) : _held(nullptr) {
+    ++_users;
+    ZynMutexSemaphore* const found = semaphore.load();
+    try {
+        if (found != nullptr)
+            found->Request();
+        _held = found;
+    } catch (...) {
+        --_users;
+        throw;
+    }
+}
+
+FileLock::~FileLock() {
+    try {
+        if (_held != nullptr)
+            _held->Release();
+    } catch (...) { // NOLINT(bugprone-empty-catch): a failure of the trace is never reported
+    }
+    --_users;
+}
+
+void FileLock::Retire(std::atomic<ZynMutexSemaphore*>& semaphore, void (*last)()) noexcept {
+    static ZynMutexSemaphore* leftBehind = nullptr;
+    leftBehind = semaphore.load();
+    try {
+        {
+            const FileLock lock(semaphore);
+            semaphore = nullptr;
+            last();
+        }
+        if (_users == 0)
+            delete std::exchange(leftBehind, nullptr);
+    } catch (...) { // NOLINT(bugprone-empty-catch): a failure of the trace is never reported
+    }
+}
+
+} // namespace zynktrc
+
+ZynString ZynTrace::TraceFileName() {
+    const bool flips = !GetEnv("ZYN_FLIP_FLOP_TRACES").IsNull();
+    const bool splits = !GetEnv("ZYN_SPLIT_TRACES").IsNull();
+    if (flips && splits)
+        Write(_FlipFlopTrace, true);
+    ZynString name = GetEnv("ZYN_TRACE_FILE");
+    if (name.IsNull())
+        name = "zyntrc.";
+    if (name.C_str()[name.Length() - 1] != '.')
+        name |= '.';
+    if (!splits)
+        return name | "log";
+    name |= ProcessNameAsString();
+    if (Read(_FlipFlopTrace))
+        name |= ZynString(".") | ZynString::FromUlong(ZynOpSys::ProcessID());
+    return name;
+}
+
+const ZynString& ZynTrace::GetTraceFile() {
+    if (const ZynString* const name = _TraceFileName.load(); name != nullptr)
+        return *name;
+    static const ZynString early = TraceFileName();
+    return early;
+}
+
+// The file's next line goes to the file of the present settings. A name that has been in use may
+// still be read by another thread, so it stays for good.
+void ZynTrace::OpenAnew() {
+    struct Former {
+        std::unique_ptr<const ZynString> name;
+        std::unique_ptr<Former> older;
+    };
+    static Former* names = nullptr;
+    const zynktrc::FileLock lock(_pSem);
+    CloseFile();
+    const ZynString* const known = _TraceFileName.load();
+    auto name = std::make_unique<const ZynString>(TraceFileName());
+    if (known != nullptr && *known == *name)
+        return;
+    _TraceFileName = name.get();
+    names = new Former{std::move(name), std::unique_ptr<Former>(names)};
+}
+
+void ZynTrace::CloseFile() {
+    const zynktrc::FileLock lock(_pSem);
+    if (_fdesc != 0)
+        zynkplat::Close(std::exchange(_fdesc, 0));
+}
+
+// The result of the open is compared with 0 only: a file that can't be opened gives -1, and is not
+// tried again before the settings are read anew.
+void ZynTrace::WriteToFile(std::string_view entry) {
+    constexpr unsigned long MaxOpenTries = 4;
+    const zynktrc::FileLock lock(_pSem);
+    if (_opentries >= MaxOpenTries)
+        return;
+    if (_fdesc == 0) {
+        ++_opentries;
+        _fdesc = zynkplat::OpenForAppending(GetTraceFile().C_str());
+        if (_fdesc == 0)
+            return;
+        _opentries = 0;
+    }
+    zynkplat::Append(_fdesc, entry.data(), entry.size());
+    _TraceFileWrittenBytes += entry.size();
+    if (Read(_FlipFlopTrace) && _TraceFileWrittenBytes > Read(_TraceFileSize))
+        Rotate();
+}
+
+// The lines so far become the older of the two files that there are.
+void ZynTrace::Rotate() {
+    CloseFile();
+    _opentries = 0;
+    _TraceFileWrittenBytes = 0;
+    const ZynString& name = GetTraceFile();
+    const ZynString older = name | ".bak";
+    zynkplat::RemoveFile(older.C_str());
+    zynkplat::RenameFile(name.C_str(), older.C_str());
+}

@@ -1,0 +1,162 @@
+#include "zynktrcb.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "zynkops.h"
+#include "zynktrcb_walk.h"
+
+namespace {
+
+// Of the process; the first area bears 2.
+std::atomic<std::uint32_t> lastSequenceNumber{1};
+
+// An area is never filled to its last bytes.
+constexpr unsigned long SpareBytes = 2;
+
+// Offsets of the header's fields.
+constexpr unsigned long SequenceOffset = 8;
+constexpr unsigned long PlatformOffset = 16;
+constexpr unsigned long ProcessOffset = 20;
+
+constexpr char HeaderTemplate[] = "\x00\x00\x00\x1C\xFF\xFF\xFF\xFF\x00\x00\x00\x00\x00\x01\x00\x00"
+                                  "\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x1C";
+static_assert(sizeof HeaderTemplate == zynktrcb::HeaderLength + 1);
+
+} // namespace
+
+ZynTraceBuffer::ZynTraceBuffer(unsigned long size) : _size(size) {
+    for (unsigned long i = 0; i < Areas; ++i) {
+        _areas[i] = ZynBinary(CreateEmpty, size);
+        _areas[i].PostRead(size);
+        _buf[i] = _areas[i].PreRead();
+        std::memset(_buf[i], 0, size);
+    }
+    _pCurr = Init(0);
+}
+
+ZynTraceBuffer::~ZynTraceBuffer() {
+    try {
+        Switch();
+    } catch (...) { // NOLINT(bugprone-empty-catch): a failure of the trace is never reported
+    }
+}
+
+// Asserts as well that the position is in one.
+unsigned long ZynTraceBuffer::AreaOf(const char* at) const {
+    for (unsigned long i = 0; i < Areas; ++i)
+        if (at >= _buf[i] && at <= _buf[i] + _size)
+            return i;
+    zynkAssert("_pCurr - _buf[_i] <= (long)_size", __FILE_NAME__, __LINE__);
+}
+
+// Makes an area a fresh one; the place of its first record.
+char* ZynTraceBuffer::Init(unsigned long index) {
+    char* const area = _buf[index];
+    std::memset(area, 0, _size);
+    std::memcpy(area, HeaderTemplate, zynktrcb::HeaderLength);
+    zynkxdr::StoreWord(area + ProcessOffset, static_cast<std::uint32_t>(ZynOpSys::ProcessID()));
+    zynkxdr::StoreWord(area + PlatformOffset, static_cast<std::uint32_t>(ZynOpSys::Platform()));
+    zynkxdr::StoreWord(area + SequenceOffset,
+                       lastSequenceNumber.fetch_add(1, std::memory_order_relaxed) + 1);
+    return area + zynktrcb::HeaderLength;
+}
+
+// Room for a record of `length` bytes in the current area, or null. It belongs to the thread that
+// has moved the position over it.
+char* ZynTraceBuffer::Claim(unsigned long length) {
+    char* at = _pCurr.load(std::memory_order_acquire);
+    for (;;) {
+        const char* const end = _buf[AreaOf(at)] + _size;
+        if (length + SpareBytes > static_cast<unsigned long>(end - at))
+            return nullptr;
+        if (_pCurr.compare_exchange_weak(at, at + length, std::memory_order_acq_rel))
+            return at;
+    }
+}
+
+void ZynTraceBuffer::Append(const ZynString& entry) {
+    Append(std::string_view(entry.C_str(), entry.Length()));
+}
+
+void ZynTraceBuffer::Append(std::string_view entry) {
+    const unsigned long length = entry.size() + zynktrcb::FrameLength + zynktrcb::EpilogLength;
+    char* to = Claim(length);
+    if (to == nullptr) {
+        Switch();
+        to = Claim(length);
+        if (to == nullptr)
+            return;
+    }
+    const auto word = static_cast<std::uint32_t>(length);
+    zynkxdr::StoreWord(to, word);
+    zynkxdr::StoreWord(to + zynkxdr::WordSize, zynktrcb::LineType);
+    std::memcpy(to + zynktrcb::FrameLength, entry.data(), entry.size());
+    zynkxdr::StoreWord(to + length - zynktrcb::EpilogLength, word);
+}
+
+void ZynTraceBuffer::Switch() {
+    char* at = _pCurr.load(std::memory_order_acquire);
+    const unsigned long old = AreaOf(at);
+    char* const fresh = Init((old + 1) % Areas);
+    while (!_pCurr.compare_exchange_weak(at, fresh, std::memory_order_acq_rel))
+        if (AreaOf(at) != old)
+            return; // another thread has switched meanwhile
+    ZynTrace::NotifyBufferSwitch();
+    PostProcess(old, static_cast<unsigned long>(at - _buf[old]));
+}
+
+void ZynTraceBuffer::PostProcess(unsigned long index, unsigned long used) {
+    ZYN_ENSURE_TEXT(index < Areas, "\"Invalid Branch\" == 0");
+    ZynBinary& area = _areas[index];
+    area.PostRead(used);
+    if (!ZynTrace::ShouldExternalize())
+        return;
+    try {
+        ZynTrace::Externalize(area);
+    } catch (...) {
+        TakeBack(index);
+        throw;
+    }
+    TakeBack(index);
+}
+
+// A receiver that has kept a copy of the area, or put another value in its place, has what it
+// wanted; the lines to come go into an area of the same size that nobody else has.
+void ZynTraceBuffer::TakeBack(unsigned long index) {
+    ZynBinary& area = _areas[index];
+    if (!area.IsNull() && area.Data() == _buf[index])
+        return;
+    const ZynBinary kept = area;
+    area = ZynBinary(CreateEmpty, _size);
+    _buf[index] = area.PreRead();
+    const unsigned long used = std::min(kept.Length(), _size);
+    std::memset(_buf[index], 0, _size);
+    if (used != 0)
+        std::memcpy(_buf[index], kept.Data(), used);
+    area.PostRead(used);
+}
+
+void ZynTraceBuffer::DumpBuffers(ZynBinary& oldest, ZynBinary& middle, ZynBinary& newest) {
+    for (ZynBinary* const area : {&oldest, &middle, &newest}) {
+        *area = ZynBinary(CreateEmpty, _size);
+        area->PostRead(0);
+    }
+    const unsigned long current = AreaOf(_pCurr.load(std::memory_order_acquire));
+    DumpBuf(newest, current);
+    DumpBuf(middle, (current + 2) % Areas);
+    DumpBuf(oldest, (current + 1) % Areas);
+}
+
+void ZynTraceBuffer::DumpBuf(ZynBinary& out, unsigned long index) const {
+    if (index >= Areas || _areas[index].Length() == 0)
+        return;
+    char* const start = out.PreRead();
+    char* to = start;
+    zynktrcb::AreaWalk walk(_buf[index], _areas[index].Length());
+    while (const auto line = walk.Next()) {
+        std::memcpy(to, line->data(), line->size());
+        to += line->size();
+    }
+    out.PostRead(static_cast<unsigned long>(to - start));
+}

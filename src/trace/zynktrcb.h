@@ -1,0 +1,54 @@
+// ZynTraceBuffer: three memory areas for trace lines, used in turn.
+//
+// With extended trace on, a process traces in full detail without touching a file, and a failed
+// contract check can still show its recent past. Each area is filled with records that a tool on
+// another machine can read (zynktrcb_walk.h tells their bytes). A full one is handed to the
+// receiver of ZynTrace::SetExternalization, whose caller has to be done with it before two more are
+// full.
+//
+// Any thread may append, without a lock: records do not overlap, but one that is written while
+// another thread switches areas can be torn. A walk over an area ends at such a record.
+#pragma once
+
+#include <atomic>
+#include <string_view>
+
+#include "zynktrc.h"
+
+class ZYN_EXPORT ZynTraceBuffer {
+  public:
+    /// @param size bytes of each area
+    explicit ZynTraceBuffer(unsigned long size);
+    ZynTraceBuffer(const ZynTraceBuffer&) = delete;
+    ZynTraceBuffer& operator=(const ZynTraceBuffer&) = delete;
+    /// Switches once more, so that the receiver gets the last lines.
+    ~ZynTraceBuffer();
+
+    /// Stores one line. One that is too long for an area is dropped. Does not allocate.
+    void Append(const ZynString& entry);
+    void Append(std::string_view entry);
+    /// Hands over the current area and goes on with the next one.
+    void Flush() { Switch(); }
+    /// The text of the lines in each area, in the order in which the areas were filled. What a
+    /// reused area has got since its last turn may lack its end.
+    void DumpBuffers(ZynBinary& oldest, ZynBinary& middle, ZynBinary& newest);
+
+    /// Where the areas are.
+    ZynTraceBufReg Register() const { return {_size, _buf[0], _buf[1], _buf[2]}; }
+
+  private:
+    static constexpr unsigned long Areas = 3;
+
+    unsigned long AreaOf(const char* at) const;
+    char* Claim(unsigned long length);
+    char* Init(unsigned long index);
+    void Switch();
+    void PostProcess(unsigned long index, unsigned long used);
+    void TakeBack(unsigned long index);
+    void DumpBuf(ZynBinary& out, unsigned long index) const;
+
+    unsigned long _size;
+    std::atomic<char*> _pCurr{nullptr}; ///< next free byte; it tells the current area as well
+    char* _buf[Areas];
+    ZynBinary _areas[Areas]; ///< the owners
+};

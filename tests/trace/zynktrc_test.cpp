@@ -1,0 +1,121 @@
+#include "zynktrc.h"
+
+#include <iomanip>
+
+#include "contract/failing.h"
+#include "zynktrc_line.h"
+
+namespace {
+
+TEST(TraceWords, AreNumbersOfAFixedForm) {
+    const std::tuple<const char*, bool, unsigned long> decimal[] = {
+        {"0", true, 0},
+        {"0000000005", true, 5},
+        {"4294967295", true, 4294967295},
+        {"9999999999", true, 4294967295},
+        {"12345678901", false, 7},
+        {"", false, 7},
+        {"-1", false, 7},
+        {"5 ", false, 7},
+        {"a", false, 7},
+        {nullptr, false, 7}};
+    for (const auto& [text, isNumber, expected] : decimal) {
+        unsigned long number = 7;
+        EXPECT_EQ(ZynTrace::LongFromString(number, text), isNumber);
+        EXPECT_EQ(number, expected);
+    }
+    const std::tuple<const char*, bool, unsigned long> hexadecimal[] = {
+        {"ff", true, 255},
+        {"FFFFFFFF", true, 0xFFFFFFFF},
+        {"aBcDeF01", true, 0xABCDEF01},
+        {"123456789", false, 7},
+        {"", false, 7},
+        {"0x1", false, 7},
+        {"-1", false, 7},
+        {nullptr, false, 7}};
+    for (const auto& [text, isNumber, expected] : hexadecimal) {
+        unsigned long number = 7;
+        EXPECT_EQ(ZynTrace::LongFromHexString(number, text), isNumber);
+        EXPECT_EQ(number, expected);
+    }
+}
+
+TEST(TraceWords, AreCodesOfSingleBits) {
+    std::string categories;
+    std::string components;
+    for (unsigned int bit = 1; bit != 0; bit <<= 1U) {
+        categories += Bytes(ZynTrace::CatnCompAsString(static_cast<int>(bit), 0)).substr(0, 2);
+        components += Bytes(ZynTrace::CatnCompAsString(0, static_cast<int>(bit))).substr(3);
+    }
+    EXPECT_EQ(categories, "FlErSCMsCtPfGnSq????Da" + std::string(42, '?'));
+    EXPECT_EQ(components,
+              "KrFMMgDBToCtStSFASESMSSSCSDSApACMCRCOCPeInAXTs????CACf" + std::string(10, '?'));
+    EXPECT_TRUE(ZynTrace::CatnCompAsString(3, 1) == "??,Kr");
+    EXPECT_TRUE(ZynTrace::CatnCompAsString(0, 3) == "??,??");
+}
+
+TEST(TraceWords, AreNamesOfProgramsAndFunctions) {
+    const std::pair<const char*, const char*> programs[] = {{"/bin/zynserver.exe", "zynserver"},
+                                                            {"zynserver", "zynserver"},
+                                                            {"/a.b/c", "c"},
+                                                            {"/a/b.c.d", "b.c"},
+                                                            {"", "unknown"},
+                                                            {"/a/", "unknown"},
+                                                            {"/a/.x", "unknown"}};
+    for (const auto& [path, name] : programs)
+        EXPECT_EQ(zynktrc::ProcessName(path, '/'), name);
+    EXPECT_EQ(zynktrc::ProcessName("c:\\bin\\zynserver.exe", '\\'), "zynserver");
+    const std::pair<const char*, const char*> functions[] = {
+        {"void f()", "f()"},
+        {"static ZynString ZynString::MakeList(const ZynString&, char)", "ZynString::MakeList("},
+        {"const char* a::b(int)", "a::b("},
+        {"std::map<int, char> a::c<T>::b(int) [with T = int]", "a::c<T>::b("},
+        {"Id zynkoids::{anonymous}::ReadFrame(ZynBinary)", "zynkoids::{anonymous}::ReadFrame("},
+        {"void (anonymous namespace)::f(int)", "(anonymous namespace)::f("},
+        {"ZynString::ZynString(const char*)", "ZynString::ZynString("},
+        {"int ZynOptions::operator()()", "ZynOptions::operator("},
+        {"ZynBinary& ZynBinary::operator|=(const ZynBinary&)", "ZynBinary::operator|=("},
+        {"f()::<lambda(int)>", "f()"}};
+    for (const auto& [pretty, name] : functions)
+        EXPECT_THAT(pretty + zynkFunctionName(pretty), testing::StartsWith(name)) << pretty;
+}
+
+// A site within a site, and what one leaves in the stream, do not show in another.
+TEST(TraceText, IsFreshForEachLine) {
+    ZynTrace::Text outer;
+    outer.Stream() << std::hex << std::setfill('x') << std::setw(5) << 10;
+    {
+        ZynTrace::Text inner;
+        inner.Stream() << 10 << ' ' << 1234567.5 << std::ends;
+        EXPECT_EQ(inner.View(), "10 1.23457e+06");
+    }
+    outer.Stream() << std::string(100000, 'y') << 'z';
+    EXPECT_EQ(outer.View(), "xxxxa" + std::string(100000, 'y') + "z");
+    for (int i = 0; i < 3; ++i) {
+        ZynTrace::Text next;
+        next.Stream() << 16;
+        next.Stream().setstate(std::ios::badbit);
+        EXPECT_EQ(next.View(), "16");
+    }
+}
+
+TEST(TraceLine, GrowsWithItsText) {
+    for (const std::size_t size : {0U, 899U, 900U, 901U, 5000U}) {
+        zynktrc::Line line;
+        line.Put(std::string(size, 'a'));
+        line.PutNumber(0, 3);
+        line.PutNumber(18446744073709551615U, 4);
+        line.PutTwo(105);
+        EXPECT_EQ(line.View(), std::string(size, 'a') + "  01844674407370955161505");
+    }
+}
+
+TEST(Trace, NeedsAReceiverToExternalize) {
+    ZynBinary area("x", 1);
+    Fails("_Externalize == true && _pExtFn != 0", {[&] { ZynTrace::Externalize(area); }});
+    ZynBinary untouched;
+    ZynTrace::DumpBuffers(untouched, untouched, untouched);
+    EXPECT_TRUE(untouched.IsNull() && !ZynTrace::AlreadyDumped());
+}
+
+} // namespace
