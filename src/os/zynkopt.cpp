@@ -5,6 +5,7 @@
 #include <string>
 
 #include "zynkplat.h"
+#include "zynktrc.h"
 #include "zynkxcp.h"
 
 namespace {
@@ -57,6 +58,7 @@ bool ZynOptions::openFile(const char* name) {
 }
 
 int ZynOptions::operator()() {
+    ZYN_FLOW("ZynOptions::operator()", ZynTrace::FlowLevel, ZynTrace::Kernel);
     try {
         return next();
     } catch (const ZynException&) {   // not valid in the locale's encoding

@@ -79,7 +79,7 @@ unsigned short CodePageOfCodeset(const char* codeset);
 
 /// The number of the platform in the vocabulary, a `ZynPlatform::Type`.
 int Platform();
-/// Asked of the system at each call: after a fork it is another one.
+/// After a fork it is another one.
 unsigned long CurrentProcessId();
 /// The same; unique among the threads of the machine.
 unsigned long CurrentThreadId();

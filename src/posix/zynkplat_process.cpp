@@ -1,9 +1,11 @@
 // What a POSIX host tells about the running process, and its files as a whole.
 #include <fcntl.h>
+#include <pthread.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -35,6 +37,16 @@ class Descriptor {
     int _descriptor;
 };
 
+// Asked of the system once and behind each fork: both stand in every line of a trace.
+constinit std::atomic<unsigned long> processId{0};
+constinit thread_local unsigned long threadId = 0;
+
+// Of a fork, in the one thread that is left.
+void BeginChild() {
+    processId.store(0, std::memory_order_relaxed);
+    threadId = 0;
+}
+
 bool CopyText(std::string_view text, char* buffer, unsigned long size) {
     if (text.size() >= size)
         return false;
@@ -50,11 +62,19 @@ int Platform() {
 }
 
 unsigned long CurrentProcessId() {
-    return static_cast<unsigned long>(getpid());
+    static const bool isTold = pthread_atfork(nullptr, nullptr, BeginChild) == 0;
+    unsigned long id = processId.load(std::memory_order_relaxed);
+    if (id == 0 || !isTold) {
+        id = static_cast<unsigned long>(getpid());
+        processId.store(id, std::memory_order_relaxed);
+    }
+    return id;
 }
 
 unsigned long CurrentThreadId() {
-    return static_cast<unsigned long>(gettid());
+    if (threadId == 0)
+        threadId = static_cast<unsigned long>(gettid());
+    return threadId;
 }
 
 // The system marks the name of a file that has been removed, as an update of a running program

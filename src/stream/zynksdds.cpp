@@ -1,6 +1,7 @@
 // ZynStream: making, positioning, the header, closing and decoding. Opaque values, parameters, the
 // index and the printed forms stand in the sources beside this one.
 #include "zynksdds.h"
+#include "zynktrc.h"
 
 #include <algorithm>
 #include <climits>
@@ -121,6 +122,7 @@ void ZynStream::PositionTo(unsigned long offset) {
 }
 
 void ZynStream::Close() {
+    ZYN_FLOW("ZynStream::Close", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZYN_REQUIRE(!IsNull());
     ZYN_REQUIRE(_pMem->_header._kind != Unknown);
     if (_pMem->_closed)
@@ -136,6 +138,7 @@ void ZynStream::Close() {
 }
 
 void ZynStream::Clear() {
+    ZYN_FLOW("ZynStream::Clear", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZYN_REQUIRE(!IsNull());
     ZYN_REQUIRE(_pMem->_header._kind != Unknown);
     _pMem->_closed = false;
@@ -149,6 +152,7 @@ void ZynStream::Clear() {
 }
 
 void ZynStream::Truncate() {
+    ZYN_FLOW("ZynStream::Truncate", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZYN_REQUIRE(!IsNull());
     ZYN_REQUIRE(_pMem->_header._kind != Unknown);
     ZYN_REQUIRE_TEXT(!_pNextParm, "_pNextParm == 0");
@@ -164,11 +168,13 @@ void ZynStream::Truncate() {
 }
 
 const char* ZynStream::PreWrite() const {
+    ZYN_FLOW("ZynStream::PreWrite", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZYN_REQUIRE(_pMem->_closed);
     return At(_pMem->_headerPos);
 }
 
 char* ZynStream::PreRead(unsigned long n) {
+    ZYN_FLOW("ZynStream::PreRead", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZYN_REQUIRE(!IsNull());
     if (n != 0)
         _pMem->_dynPtr.Ensure(_curPos, n);
@@ -178,6 +184,7 @@ char* ZynStream::PreRead(unsigned long n) {
 }
 
 void ZynStream::PostRead(unsigned long length) {
+    ZYN_FLOW("ZynStream::PostRead", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZYN_REQUIRE(!IsNull());
     ZYN_REQUIRE(length <= _pMem->_dynPtr.Size() - _pMem->_headerPos);
     InternalPostRead(_pMem->_headerPos + length);

@@ -3,8 +3,10 @@
 #include <utility>
 
 #include "zynksdds.h"
+#include "zynktrc.h"
 
 void ZynStream::CreateIndex() {
+    ZYN_FLOW("ZynStream::CreateIndex", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZYN_REQUIRE(!IsNull());
     ZYN_REQUIRE_TEXT(_pMem->_pParmIndex == nullptr, "_pMem->_pParmIndex == 0");
     PositionToStart();
@@ -26,6 +28,7 @@ void ZynStream::CreateIndex() {
 }
 
 void ZynStream::DeleteIndex() {
+    ZYN_FLOW("ZynStream::DeleteIndex", ZynTrace::FlowLevel, ZynTrace::Kernel);
     _pMem->_pParmIndex.reset();
     _pMem->_unusedBytes = 0;
 }

@@ -48,6 +48,7 @@ void ZynStream::CleanupParms() {
 }
 
 ZynStream& ZynStream::StartParmEnc(unsigned long parmId) {
+    ZYN_FLOW("ZynStream::StartParmEnc", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZYN_REQUIRE_TEXT(parmId != 0, "parmId!=0");
     zynkxdr::WireWord(parmId); // an id that has no word could never be closed
     const ZynStreamParmDescriptor parm(parmId, _curPos);
@@ -62,6 +63,7 @@ ZynStream& ZynStream::StartParmEnc(unsigned long parmId) {
 }
 
 ZynStream& ZynStream::EndParmEnc() {
+    ZYN_FLOW("ZynStream::EndParmEnc", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZYN_REQUIRE_TEXT(!_pNextParm, "_pNextParm == 0");
     ZYN_REQUIRE(!_parmStack.empty());
     ZynStreamParmDescriptor parm = _parmStack.back();
@@ -84,14 +86,15 @@ ZynStream& ZynStream::EndParmEnc() {
 }
 
 ZynStream& ZynStream::PrefetchNextParm(unsigned long& parmId) {
+    ZYN_FLOW("ZynStream::PrefetchNextParm", ZynTrace::FlowLevel, ZynTrace::Kernel);
     if (!_pNextParm) {
         ZynStreamParmDescriptor next(0, _curPos);
         EnableCorrectRead(FrameHeadSize);
         next._id = zynkxdr::LoadWord(At(_curPos));
         next._length = zynkxdr::LoadWord(At(_curPos) + WordSize);
         if (next._length < FrameHeadSize) {
-            ZYN_TRACE(1, ZynTrace::General, ZynTrace::Kernel, "Parameter length < 2*sizeof(long)");
-            ZYN_TRACE(1, ZynTrace::General, ZynTrace::Kernel, *this);
+            ZYN_TRACE(1, ZynTrace::General, ZynTrace::Stream, "Parameter length < 2*sizeof(long)");
+            ZYN_TRACE(1, ZynTrace::General, ZynTrace::Stream, *this);
             ZYN_THROW_INT(ExcContentError(ZYN_ORIGIN("ZynStream::PrefetchNextParm"), _curPos));
         }
         _curPos += FrameHeadSize;
@@ -105,6 +108,7 @@ ZynStream& ZynStream::PrefetchNextParm(unsigned long& parmId) {
 // The frame is proved to fit into the stream and into the frame around it. One that does not fit
 // stays open, so that the next positioning call cleans it up.
 ZynStream& ZynStream::StartParmDec(unsigned long parmId) {
+    ZYN_FLOW("ZynStream::StartParmDec", ZynTrace::FlowLevel, ZynTrace::Kernel);
     unsigned long nextId = 0;
     PrefetchNextParm(nextId);
     if (nextId != parmId)
@@ -120,6 +124,7 @@ ZynStream& ZynStream::StartParmDec(unsigned long parmId) {
 }
 
 ZynStream& ZynStream::EndParmDec() {
+    ZYN_FLOW("ZynStream::EndParmDec", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZYN_REQUIRE_TEXT(!_pNextParm, "_pNextParm == 0");
     ZYN_REQUIRE(!_parmStack.empty());
     _curPos = _parmStack.back()._position + _parmStack.back()._length;
@@ -137,12 +142,14 @@ void ZynStream::SkipPayload(const ZynStreamParmDescriptor& parm) {
 }
 
 ZynStream& ZynStream::SkipNextParm() {
+    ZYN_FLOW("ZynStream::SkipNextParm", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZYN_REQUIRE_TEXT(_pNextParm.has_value(), "_pNextParm != 0");
     SkipPayload(ZynStreamParmDescriptor(*_pNextParm));
     return *this;
 }
 
 ZynStream& ZynStream::GetParm(ZynStreamParmDescriptor& descr) {
+    ZYN_FLOW("ZynStream::GetParm", ZynTrace::FlowLevel, ZynTrace::Kernel);
     unsigned long parmId = 0;
     PrefetchNextParm(parmId);
     descr = *_pNextParm;
@@ -151,6 +158,7 @@ ZynStream& ZynStream::GetParm(ZynStreamParmDescriptor& descr) {
 }
 
 void ZynStream::PrefetchParm(const ZynStreamParmDescriptor& parmDescr) {
+    ZYN_FLOW("ZynStream::PrefetchParm", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZYN_REQUIRE(_parmStack.empty());
     ZYN_REQUIRE_TEXT(!_pNextParm, "_pNextParm == 0");
     ZYN_REQUIRE(parmDescr._position >= _pMem->_startPos);
@@ -164,6 +172,7 @@ void ZynStream::PrefetchParm(const ZynStreamParmDescriptor& parmDescr) {
 }
 
 bool ZynStream::PrefetchParm(unsigned long parmId) {
+    ZYN_FLOW("ZynStream::PrefetchParm", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZYN_REQUIRE(IsIndexed());
     ZYN_REQUIRE(parmId != 0);
     ZynStreamParmDescriptor entry(parmId);
@@ -179,6 +188,7 @@ bool ZynStream::PrefetchParm(unsigned long parmId) {
 
 // `sub` may be this very stream, and keeps what it was if this fails: all is made ready first.
 void ZynStream::StartSubstream(Knd kind, ZynStream& sub) {
+    ZYN_FLOW("ZynStream::StartSubstream", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZynStream fresh(_pMem->_dynPtr, _curPos, RawTag());
     fresh.BeginHeader(kind, _pMem->_header._streamCcsid);
     if (kind != Unknown)
@@ -189,6 +199,7 @@ void ZynStream::StartSubstream(Knd kind, ZynStream& sub) {
 }
 
 void ZynStream::EndSubstream(const ZynStream& s) {
+    ZYN_FLOW("ZynStream::EndSubstream", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZYN_REQUIRE(s.Closed());
     ZYN_REQUIRE_TEXT(static_cast<char*>(s._pMem->_dynPtr) == static_cast<char*>(_pMem->_dynPtr) &&
                          s._pMem->_headerPos == _curPos,

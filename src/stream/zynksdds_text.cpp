@@ -47,7 +47,7 @@ unsigned short DefaultStreamCcsid() {
     unsigned short ccsid = defaultCcsid.load(std::memory_order_relaxed);
     if (ccsid == 0) {
         ccsid = FindDefaultCcsid();
-        ZYN_TRACE(99, ZynTrace::General, ZynTrace::Kernel,
+        ZYN_TRACE(99, ZynTrace::General, ZynTrace::Stream,
                   "Default stream ccsid is " << std::to_string(ccsid));
         defaultCcsid.store(ccsid, std::memory_order_relaxed);
     }

@@ -29,6 +29,7 @@ constexpr std::int32_t Encoding = 546;
 } // namespace
 
 void ZynStream::InitHXWIH() {
+    ZYN_FLOW("ZynStream::InitHXWIH", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZYN_REQUIRE(Kind() == InternalRuntimeMessage);
     HXWIH wih;
     std::memset(&wih, ' ', sizeof wih);
@@ -41,6 +42,6 @@ void ZynStream::InitHXWIH() {
     wih.Flags = 0;
     std::memset(wih.MsgToken, 0, sizeof wih.MsgToken);
     std::memcpy(At(_pMem->_headerPos), &wih, sizeof wih);
-    ZYN_TRACE(30, ZynTrace::General, ZynTrace::Kernel,
+    ZYN_TRACE(30, ZynTrace::General, ZynTrace::Stream,
               "WIH->CodedCharSetId set to " << wih.CodedCharSetId);
 }

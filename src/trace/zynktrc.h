@@ -35,6 +35,7 @@
 #include <cstdint>
 #include <ostream>
 #include <string_view>
+#include <type_traits>
 
 #include "zynkstr.h"
 
@@ -323,8 +324,7 @@ constexpr std::size_t zynkFunctionName(std::string_view pretty) {
 /// A line at `level` of 1 or more. `items` is what stands behind a stream's first "<<", and is not
 /// evaluated behind a closed gate.
 #define ZYN_TRACE(level, category, component, items)                                               \
-    ZYN_TRACE_LINE_(ZynTrace::IsOpen(level, category, component),                                  \
-                    __PRETTY_FUNCTION__ + zynkFunctionName(__PRETTY_FUNCTION__), level, category,  \
+    ZYN_TRACE_LINE_(ZynTrace::IsOpen(level, category, component), ZYN_FUNCTION_, level, category,  \
                     component, items)
 /// The same under the name of another function, for one that does the work of several.
 #define ZYN_TRACE_IN(function, level, category, component, items)                                  \
@@ -332,9 +332,12 @@ constexpr std::size_t zynkFunctionName(std::string_view pretty) {
                     component, items)
 /// An error line at level 0.
 #define ZYN_TRACE_ERROR(category, component, items)                                                \
-    ZYN_TRACE_LINE_(ZynTrace::IsErrorOpen(category, component),                                    \
-                    __PRETTY_FUNCTION__ + zynkFunctionName(__PRETTY_FUNCTION__),                   \
+    ZYN_TRACE_LINE_(ZynTrace::IsErrorOpen(category, component), ZYN_FUNCTION_,                     \
                     ZynTrace::ErrorLevel, category, component, items)
+
+#define ZYN_FUNCTION_                                                                              \
+    (__PRETTY_FUNCTION__ +                                                                         \
+     std::integral_constant<std::size_t, zynkFunctionName(__PRETTY_FUNCTION__)>::value)
 
 #define ZYN_TRACE_LINE_(gate, function, level, category, component, items)                         \
     do {                                                                                           \

@@ -30,23 +30,15 @@ constexpr std::string_view UnknownProcess = "unknown";
 
 } // namespace
 
-void Line::Put(std::string_view text) {
-    if (_isLong) {
-        _long.append(text);
-    } else if (text.size() <= sizeof _area - _size) {
-        std::memcpy(_area + _size, text.data(), text.size());
-        _size += text.size();
-    } else {
-        _long.reserve(_size + text.size() + 1);
-        _long.assign(_area, _size).append(text);
+void Line::PutLong(std::string_view text) {
+    if (!_isLong) {
+        const std::string_view soFar = View();
+        _long.reserve(soFar.size() + text.size() + 1);
+        _long = soFar;
         _isLong = true;
+        _room = 0;
     }
-}
-
-void Line::PutRight(std::string_view text, std::size_t width) {
-    for (std::size_t i = text.size(); i < width; ++i)
-        Put(" ");
-    Put(text);
+    _long.append(text);
 }
 
 void Line::PutTwo(unsigned long number) {
@@ -113,7 +105,10 @@ void Line::PutFunction(std::string_view function) {
 }
 
 std::string_view FileName(std::string_view path) {
-    return path.substr(path.find_last_of("/\\") + 1); // npos + 1 is 0
+    std::size_t start = path.size();
+    while (start > 0 && path[start - 1] != '/' && path[start - 1] != '\\')
+        --start;
+    return path.substr(start);
 }
 
 std::string_view ProcessName(std::string_view path, char separator) {

@@ -2,6 +2,7 @@
 // costs no formatted output and, unless it is long, no memory.
 #pragma once
 
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -12,9 +13,18 @@ class Line {
     /// The columns within which a function's name is shown.
     static constexpr std::size_t Columns = 900;
 
-    void Put(std::string_view text);
-    /// With blanks in front of it up to `width`.
-    void PutRight(std::string_view text, std::size_t width);
+    void Put(std::string_view text) {
+        if (text.size() > _room) [[unlikely]]
+            return PutLong(text);
+        std::memcpy(_area + (Columns - _room), text.data(), text.size());
+        _room -= text.size();
+    }
+    /// With blanks in front of it up to `width`, which is 12 at most.
+    void PutRight(std::string_view text, std::size_t width) {
+        if (text.size() < width)
+            Put(Blanks.substr(0, width - text.size()));
+        Put(text);
+    }
     /// Tens and units, with a leading zero.
     void PutTwo(unsigned long number);
     /// Decimal, with blanks in front of it up to `width`.
@@ -24,13 +34,17 @@ class Line {
     void PutFunction(std::string_view function);
 
     std::string_view View() const {
-        return _isLong ? std::string_view(_long) : std::string_view(_area, _size);
+        return _isLong ? std::string_view(_long) : std::string_view(_area, Columns - _room);
     }
 
   private:
-    std::size_t _size = 0;
+    static constexpr std::string_view Blanks = "            ";
+
+    void PutLong(std::string_view text);
+
+    std::size_t _room = Columns; ///< left in the area
     bool _isLong = false;
-    std::string _long;
+    std::string _long; ///< all of it, once there was no room
     char _area[Columns];
 };
 
