@@ -28,7 +28,8 @@ function(zynkern_add_test NAME LOCALE)
     TIMEOUT 300
     ENVIRONMENT "LOCPATH=${ZYNKERN_LOCALE_DIR};LC_ALL=${LOCALE};\
 ASAN_OPTIONS=allocator_may_return_null=1:detect_leaks=1;\
-UBSAN_OPTIONS=print_stacktrace=1;TSAN_OPTIONS=halt_on_error=1:allocator_may_return_null=1")
+UBSAN_OPTIONS=print_stacktrace=1;TSAN_OPTIONS=halt_on_error=1:allocator_may_return_null=1:\
+suppressions=${PROJECT_SOURCE_DIR}/tests/tsan.supp")
 endfunction()
 
 # zynkern_unit_tests(NAME TESTS file... [LOCALES locale...]): one GoogleTest program from

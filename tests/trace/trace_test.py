@@ -217,6 +217,13 @@ for line in (folder / "zyntrc.log").read_text().splitlines():
 check(len(seen) == 2 * threads and set(seen.values()) == {count - 1}, seen)
 shutil.rmtree(folder)
 
+# Settings that change while others write, and threads that fill and switch the buffers.
+run = Run("multi", "churn", 300, "lines", 1, 10, TRACE_CRITERIA="1,0040,00000001")
+check(run.texts()[-1] == "thread 0 line 9", "the settings were not read anew")
+run = Run("externalize", "areas", "xt", 1, "lines", 4, 5000, "flush", "facts",
+          TRACE_CRITERIA="1,0040,00000001", TRACE_BUFFER_SIZE="64")
+check(len(run.texts()) == 9 and (run.folder / "areas").stat().st_size > 1000000, "buffers of threads")
+
 # Extended trace: buffers in the place of the file; a first failure appends them, a second nothing.
 run = Run("xt", 1, "line", 1, 0x40, 1, "fail", "facts", "fail", TRACE_CRITERIA="9,0043,00000001")
 text = run.text()

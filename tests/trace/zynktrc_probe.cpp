@@ -156,6 +156,19 @@ const std::map<std::string, std::function<void(Words&)>> commands = {
          const unsigned long threads = w.Number();
          Lines(threads, w.Number());
      }},
+    // Changes all that may be changed while other threads write.
+    {"churn",
+     [](Words& w) {
+         const unsigned long rounds = w.Number();
+         std::thread writer([] { Lines(2, 2000); });
+         for (unsigned long i = 0; i < rounds; ++i) {
+             ZynTrace::SetFilter(i % 2, 0x43, 1);
+             i % 3 == 0 ? ZynTrace::Stop() : ZynTrace::Start();
+             ZynTrace::ReInit();
+             ZynTrace::SetMultiThreaded();
+         }
+         writer.join();
+     }},
     {"fork", [](Words&) { InChild([] { Flow(false); }); }},
     {"closeall",
      [](Words&) {
