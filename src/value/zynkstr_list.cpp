@@ -57,6 +57,8 @@ unsigned long ZynString::Tokenizer::FindSeparator() const {
         const int bytes = walk.Step();
         if (bytes == 1 && *at == *_separator)
             return static_cast<unsigned long>(at - text);
+        if (bytes < 0)
+            Rest().LengthChar(); // the encoding is another one by now: throws
         if (bytes <= 0)
             return _list->Length();
     }

@@ -31,8 +31,8 @@ std::vector<std::string> AllTexts(const std::string& alphabet, std::size_t maxSi
 TEST(StringPattern, MatchesAsATryAtEveryPlace) {
     const std::vector<std::string> texts = AllTexts("ab*", 4);
     unsigned long matches = 0;
-    for (const auto& [single, multi] :
-         std::vector<std::pair<char, char>>{{'?', '*'}, {'*', '*'}, {'?', 'a'}, {'a', '*'}})
+    for (const auto& [single, multi] : std::vector<std::pair<char, char>>{
+             {'?', '*'}, {'*', '*'}, {'?', 'a'}, {'a', '*'}, {'\0', '*'}, {'?', '\0'}})
         for (const std::string& pattern : AllTexts("ab?*", 5))
             for (const std::string& text : texts) {
                 const bool expected = PlainMatch(text.c_str(), pattern.c_str(), single, multi);

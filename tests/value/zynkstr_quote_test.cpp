@@ -51,6 +51,7 @@ TEST(StringQuote, LooksAtFirstBytes) {
     ShiftMultiByte shift;
     zynkplat::UseMultiByte(&shift);
     EXPECT_EQ(Bytes(ZynString("\16ABAC\17z").Quote('A', '^')), "A\16AB\17^\16AC\17zA");
+    EXPECT_EQ(Bytes(ZynString("\16AB\17\16AC\17").Quote('"', '^')), "\"\16ABAC\17\"");
     zynkplat::UseMultiByte(nullptr);
 }
 
@@ -58,11 +59,11 @@ TEST_P(StringCharacters, ThatAreInvalidAreNotQuoted) {
     const std::string invalid = encoding.invalid + " a\xFFz";
     for (const auto& [word] : Rows<std::string>(invalid)) {
         ZynString text(word.c_str());
-        EXPECT_THAT(
-            [&] { text.Quote('"', '\\'); },
-            testing::Throws<ZynOSException>(testing::ResultOf(
-                Printed<ZynOSException>,
-                testing::HasSubstr("mblen in zynkstr::Quote, ReturnCode=-1, ReasonCode=0"))));
+        EXPECT_THAT([&] { text.Quote('"', '\\'); },
+                    testing::Throws<ZynOSException>(testing::ResultOf(
+                        Printed<ZynOSException>,
+                        testing::HasSubstr("mblen in zynkstr::Quote, ReturnCode=-1, ReasonCode=0, "
+                                           "Origin=File=zynkstr, Line="))));
         EXPECT_EQ(Bytes(text), word);
     }
 }
