@@ -88,8 +88,6 @@ bool NamedLock::IsHeldHere() noexcept {
 // What the parent's threads hold is theirs.
 void NamedLock::BeginChild(Token /*thread*/) noexcept {
     _owner.store(Nobody, std::memory_order_relaxed);
-    _grant.store(0, std::memory_order_relaxed);
-    _depth = 0;
 }
 
 } // namespace zynksem

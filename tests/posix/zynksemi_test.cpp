@@ -8,6 +8,8 @@
 #include <random>
 #include <thread>
 
+#include <pthread.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -81,6 +83,7 @@ TEST(NamedLock, LosesNoTurnOf200Processes) {
     auto* const counter = static_cast<volatile int*>(
         mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     std::vector<Process> processes;
+    processes.reserve(200);
     for (int i = 0; i < 200; ++i)
         processes.emplace_back([&] {
             for (int turn = 0; turn < Turns; ++turn) {
@@ -100,7 +103,8 @@ TEST(NamedLock, LosesNoTurnOf200Processes) {
 TEST(NamedLock, IsGrantedOnceWhenItsOwnerIsKilled) {
     const ZynString name = Name("killed");
     const Signal held;
-    const Signal waits;
+    std::optional<ZynMutexSemaphore> left(name);
+    std::thread([&] { left->Request(); }).join();
     const Process owner([&] {
         ZynMutexSemaphore lock(name);
         lock.Request();
@@ -109,17 +113,37 @@ TEST(NamedLock, IsGrantedOnceWhenItsOwnerIsKilled) {
         pause();
     });
     held.Await();
+    EXPECT_NO_THROW(left.reset());
     const Process waiter([&] {
         ZynMutexSemaphore lock(name);
-        waits.Say();
         lock.Request();
         lock.Release();
         Fails("ReleaseMutex", EPERM, [&] { lock.Release(); });
     });
-    waits.Await();
     usleep(50000);
     owner.Kill();
     EXPECT_EQ(waiter.Wait(), 0);
+    ZynMutexSemaphore(name).Request(); // at the time of the waiter the owner was still ending
+    EXPECT_FALSE(fs::exists(FileOf(name)));
+}
+
+// Here the file goes between its opening and the lock on it.
+TEST(NamedLock, IsMadeAnewIfItsFileIsRemovedMeanwhile) {
+    const ZynString name = Name("anew");
+    {
+        const ZynMutexSemaphore leaves(name);
+        EXPECT_EQ(Process([] {}).Wait(), 0);
+    }
+    const int fd = open(FileOf(name).c_str(), O_RDWR | O_CLOEXEC);
+    EXPECT_EQ(flock(fd, LOCK_EX), 0);
+    std::thread opener([&] {
+        const ZynMutexSemaphore lock(name);
+        EXPECT_TRUE(fs::exists(FileOf(name)));
+    });
+    usleep(50000);
+    EXPECT_TRUE(fs::remove(FileOf(name)));
+    close(fd);
+    opener.join();
 }
 
 // These processes create and remove their lock most of the time.
@@ -163,12 +187,6 @@ TEST(NamedLock, DoesNotTouchWhatIsNotItsOwn) {
         Fails("OpenMutex", error, [&] { ZynMutexSemaphore{name}; });
         EXPECT_TRUE(fs::remove(file));
     }
-    rlimit limit = {};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    const rlimit none = {0, limit.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &none);
-    Fails("CreateMutex", EMFILE, [&] { ZynMutexSemaphore{name}; });
-    setrlimit(RLIMIT_NOFILE, &limit);
     ZynMutexSemaphore(name).Request();
 }
 
@@ -182,14 +200,17 @@ TEST(NamedLock, IsAFileForAllUsersAndLeavesOtherDescriptorsAlone) {
         struct stat file = {};
         EXPECT_EQ(stat(FileOf(name).c_str(), &file), 0);
         EXPECT_EQ(file.st_mode, S_IFREG | 0666U);
-        int fd = 0;
-        for (struct stat open = {}; fstat(fd, &open) != 0 || open.st_ino != file.st_ino;)
-            ++fd;
-        EXPECT_GT(fd, STDERR_FILENO);
+        EXPECT_EQ(flock(open(FileOf(name).c_str(), O_RDONLY), LOCK_EX | LOCK_NB), -1);
+        int fd = STDERR_FILENO;
+        for (struct stat open = {}; open.st_ino != file.st_ino;)
+            fstat(++fd, &open);
         EXPECT_EQ(fcntl(fd, F_GETFD), FD_CLOEXEC);
         EXPECT_EQ(dup2(STDERR_FILENO, fd), fd);
         lock.reset();
         EXPECT_NE(fcntl(fd, F_GETFD), -1);
+        const rlimit none = {};
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+        Fails("CreateMutex", EMFILE, [&] { ZynMutexSemaphore{Name("more")}; });
     });
     EXPECT_EQ(process.Wait(), 0);
     ZynMutexSemaphore(name).Request();
@@ -216,6 +237,20 @@ TEST(NamedLock, IsTheSameInTheChildOfAFork) {
     EXPECT_TRUE(fs::exists(FileOf(name)));
     ZynMutexSemaphore(name).Request();
     EXPECT_FALSE(fs::exists(FileOf(name)));
+}
+
+// What a thread keeps for itself is destroyed in rounds.
+TEST(UnnamedLock, IsHeldUntilTheVeryEndOfItsThread) {
+    static ZynMutexSemaphore lock;
+    pthread_key_t late = 0;
+    pthread_key_create(&late, [](void*) { EXPECT_NO_THROW(lock.Release()); });
+    std::thread([&] {
+        lock.Request();
+        lock.Request();
+        pthread_setspecific(late, &lock);
+    }).join();
+    lock.Request();
+    EXPECT_EQ(pthread_key_delete(late), 0);
 }
 
 TEST(UnnamedLock, IsACopyInTheChildOfAFork) {
