@@ -8,6 +8,7 @@
 #include <ctime>
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -17,6 +18,19 @@ const char DirectorySeparator = '/';
 const char* const TracePlatform = "TVL_LINUX";
 
 namespace {
+
+// The calls of the system at which a thread can be cancelled: it is not to end in the middle of a
+// line.
+class Uncancelled {
+  public:
+    Uncancelled() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &_before); }
+    Uncancelled(const Uncancelled&) = delete;
+    Uncancelled& operator=(const Uncancelled&) = delete;
+    ~Uncancelled() { pthread_setcancelstate(_before, nullptr); }
+
+  private:
+    int _before = 0;
+};
 
 // A write beyond the process's limit of file sizes fails, as on a full disk, instead of ending it.
 void AppendWithinLimit(int file, const char* bytes, unsigned long n) {
@@ -50,11 +64,13 @@ bool HasFileSizeLimit() {
 int OpenForAppending(const char* name) {
     constexpr int Flags = O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
     constexpr mode_t OwnerOnly = 0600;
+    const Uncancelled extent;
     hasFileSizeLimit = HasFileSizeLimit();
     return open(name, Flags, OwnerOnly);
 }
 
 void Append(int file, const char* bytes, unsigned long n) {
+    const Uncancelled extent;
     if (hasFileSizeLimit)
         AppendWithinLimit(file, bytes, n);
     else if (write(file, bytes, n) < 0)
@@ -62,6 +78,7 @@ void Append(int file, const char* bytes, unsigned long n) {
 }
 
 void Close(int file) {
+    const Uncancelled extent;
     close(file);
 }
 
@@ -74,6 +91,7 @@ void RenameFile(const char* from, const char* to) {
 }
 
 CivilTime LocalTime(long long second) {
+    const Uncancelled extent; // it may read a file
     const auto time = static_cast<std::time_t>(second);
     std::tm parts = {};
     if (localtime_r(&time, &parts) == nullptr)

@@ -3,10 +3,12 @@
 #include "zynktrc.h"
 
 #include <algorithm>
-#include <cctype>
+#include <charconv>
 #include <cstdlib>
 #include <memory>
+#include <utility>
 
+#include "zynkops.h"
 #include "zynkplat.h"
 #include "zynksem.h"
 #include "zynktrc_codes.h"
@@ -28,6 +30,7 @@ constinit std::atomic<void (*)()> ZynTrace::_pNotifyBufSwFn{nullptr};
 constinit std::atomic<bool> ZynTrace::_dumped{false};
 constinit std::atomic<ZynMutexSemaphore*> ZynTrace::_pSem{nullptr};
 constinit std::atomic<ZynTraceBuffer*> ZynTrace::_pTrcb{nullptr};
+constinit ZynTraceBuffer* ZynTrace::_retired = nullptr;
 
 namespace {
 
@@ -36,19 +39,48 @@ constexpr unsigned long DefaultBufferSize = 256; // KiB
 constexpr unsigned long MinBufferSize = 65536;
 constexpr unsigned long MaxBufferSize = 4194304;
 
+std::string_view View(const ZynString& text) {
+    return text.IsNull() ? std::string_view() : std::string_view(text.C_str(), text.Length());
+}
+
+// The number that a text of 1 to `maxDigits` digits is, held to 32 bits. False for any other text.
+bool ParseNumber(unsigned long& out, std::string_view digits, std::size_t maxDigits, int base) {
+    if (digits.empty() || digits.size() > maxDigits)
+        return false;
+    std::uint64_t number = 0;
+    const char* const end = digits.data() + digits.size();
+    const auto [at, error] = std::from_chars(digits.data(), end, number, base);
+    if (error != std::errc() || at != end)
+        return false;
+    out = static_cast<unsigned long>(std::min<std::uint64_t>(number, UINT32_MAX));
+    return true;
+}
+
+bool ParseDecimal(unsigned long& out, std::string_view digits) {
+    constexpr std::size_t MaxDigits = 10;
+    return ParseNumber(out, digits, MaxDigits, 10);
+}
+
+bool ParseHexadecimal(unsigned long& out, std::string_view digits) {
+    constexpr std::size_t MaxDigits = 8;
+    return ParseNumber(out, digits, MaxDigits, 16);
+}
+
 // The number in a setting; `otherwise` if it is none.
 unsigned long NumberSetting(const char* name, unsigned long otherwise) {
     unsigned long number = otherwise;
-    ZynTrace::LongFromString(number, ZynTrace::GetEnv(name));
+    ParseDecimal(number, View(ZynTrace::GetEnv(name)));
     return number;
 }
 
-template <class IsDigit>
-bool IsNumber(const ZynString& text, unsigned long maxDigits, IsDigit isDigit) {
-    if (text.IsNull() || text.Length() == 0 || text.Length() > maxDigits)
-        return false;
-    const std::string_view digits(text.C_str(), text.Length());
-    return std::all_of(digits.begin(), digits.end(), isDigit);
+// Takes the next field off a list as a tokenizer does that strips blanks and skips empty fields. It
+// looks at bytes, so that criteria do not put the process into a locale, nor fail in one.
+std::string_view NextField(std::string_view& list) {
+    constexpr std::string_view Blank = " ";
+    list.remove_prefix(std::min(list.find_first_not_of(" ,"), list.size()));
+    const std::string_view field = list.substr(0, list.find(','));
+    list.remove_prefix(field.size());
+    return field.substr(0, field.find_last_not_of(Blank) + 1); // npos + 1 is 0
 }
 
 } // namespace
@@ -62,7 +94,7 @@ void ZynTrace::Load() {
 // The values of the installation are null as long as there is no store that has them.
 void ZynTrace::WriteBanner() {
     const auto line = [](const char* text, const char* key = "", const char* value = "") {
-        ZYN_TRACE(1, General, Kernel, text << key << value);
+        ZYN_TRACE_IN("ZynTrace::ZynTrace", 1, General, Kernel, text << key << value);
     };
     line("Installation settings:");
     for (const char* const key : {"VRM", "ServiceLevel", "Language", "InstalledComponents"})
@@ -73,21 +105,26 @@ void ZynTrace::WriteBanner() {
     line("  Platform: ", zynkplat::TracePlatform);
 }
 
-// Code that runs in the rest of the unload meets closed gates.
+// Code that runs in the rest of the unload meets closed gates. The child of a fork has but a copy
+// of the buffers, which are its parent's to hand over.
 void ZynTrace::Unload() noexcept {
     zynktrc::FileLock::Retire(_pSem, [] {
         SetFilter(0, 0, 0);
         Stop();
-        if (Xt())
-            delete _pTrcb.exchange(nullptr);
+        if (Xt() && ZynOpSys::_pid == zynkplat::CurrentProcessId())
+            RetireBuffers();
+        Write(_gate._Xt, false);
     });
 }
 
-void ZynTrace::Init() {
+void ZynTrace::Init() noexcept {
     Write(_Initializing, true);
     SetCriteria(GetEnv("ZYN_TRACE_CRITERIA"));
     Write(_Shorttrace, !GetEnv("ZYN_SHORT_TRACES").IsNull());
-    OpenAnew();
+    try {
+        OpenAnew();
+    } catch (...) { // NOLINT(bugprone-empty-catch): the file stays the one it was
+    }
     if (Read(_FlipFlopTrace))
         Write(_TraceFileSize, NumberSetting("ZYN_TRACE_FILE_SIZE", DefaultFileSize) << 20U);
     Write(_TraceBufferSize,
@@ -97,16 +134,20 @@ void ZynTrace::Init() {
     Write(_Initialized, true);
 }
 
-void ZynTrace::ReInit() {
+void ZynTrace::ReInit() noexcept {
     Write(_Initialized, false);
     Init();
 }
 
-ZynString ZynTrace::GetEnv(const char* name) {
-    ZynString value(std::getenv(name));
-    if (!value.IsNull() && value.Length() == 0)
-        value.SetNull();
-    return value;
+ZynString ZynTrace::GetEnv(const char* name) noexcept {
+    const char* const value = std::getenv(name);
+    if (value == nullptr || *value == '\0')
+        return {};
+    try {
+        return {value};
+    } catch (...) {
+        return {};
+    }
 }
 
 void ZynTrace::SetLevel(unsigned long level) {
@@ -128,39 +169,27 @@ void ZynTrace::SetFilter(unsigned long level, unsigned long categories, unsigned
 }
 
 // Masks are given in their full width, so that a mistaken order of the fields is noticed.
-void ZynTrace::SetCriteria(const ZynString& criteria) {
-    constexpr unsigned long CategoryDigits = 4;
-    constexpr unsigned long ComponentDigits = 8;
-    if (criteria.IsNull())
-        return;
-    const ZynString::Tokenizer fields(criteria, ',', true, true);
+void ZynTrace::SetCriteria(const ZynString& criteria) noexcept {
+    constexpr std::size_t CategoryDigits = 4;
+    constexpr std::size_t ComponentDigits = 8;
+    std::string_view rest = View(criteria);
     unsigned long number = 0;
-    if (LongFromString(number, fields.Next()))
+    if (ParseDecimal(number, NextField(rest)))
         SetLevel(number);
-    if (const ZynString mask = fields.Next();
-        LongFromHexString(number, mask) && mask.Length() == CategoryDigits)
+    if (const std::string_view mask = NextField(rest);
+        mask.size() == CategoryDigits && ParseHexadecimal(number, mask))
         SetCategories(number);
-    if (const ZynString mask = fields.Next();
-        LongFromHexString(number, mask) && mask.Length() == ComponentDigits)
+    if (const std::string_view mask = NextField(rest);
+        mask.size() == ComponentDigits && ParseHexadecimal(number, mask))
         SetComponents(number);
 }
 
 bool ZynTrace::LongFromString(unsigned long& out, const ZynString& text) {
-    constexpr unsigned long MaxDigits = 10;
-    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
-    if (!IsNumber(text, MaxDigits, isDigit))
-        return false;
-    out = text.AsUlong();
-    return true;
+    return ParseDecimal(out, View(text));
 }
 
 bool ZynTrace::LongFromHexString(unsigned long& out, const ZynString& text) {
-    constexpr unsigned long MaxDigits = 8;
-    const auto isDigit = [](char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; };
-    if (!IsNumber(text, MaxDigits, isDigit))
-        return false;
-    out = std::strtoul(text.C_str(), nullptr, 16);
-    return true;
+    return ParseHexadecimal(out, View(text));
 }
 
 ZynString ZynTrace::CatnCompAsString(int category, int component) {
@@ -180,22 +209,49 @@ void ZynTrace::SetMultiThreaded() {
     }
 }
 
+// Buffers that are given up stay in memory, for another thread may be at a line for them; the next
+// ones of their size are these.
+bool ZynTrace::MakeBuffers() noexcept {
+    try {
+        const unsigned long size = Read(_TraceBufferSize);
+        for (ZynTraceBuffer** at = &_retired; *at != nullptr; at = &(*at)->_older)
+            if ((*at)->_size == size) {
+                ZynTraceBuffer* const buffers = *at;
+                buffers->Restart();
+                *at = buffers->_older;
+                _pTrcb.store(buffers);
+                return true;
+            }
+        _pTrcb.store(new ZynTraceBuffer(size));
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
+void ZynTrace::RetireBuffers() noexcept {
+    ZynTraceBuffer* const buffers = _pTrcb.load();
+    if (buffers == nullptr)
+        return;
+    try {
+        buffers->Flush();
+    } catch (...) { // NOLINT(bugprone-empty-catch): a failure of the trace is never reported
+    }
+    _pTrcb.store(nullptr);
+    buffers->_older = std::exchange(_retired, buffers);
+}
+
 void ZynTrace::SetXt(bool on, void (*notify)(), ZynTraceBufReg* reg) {
     if (!Read(_Initialized))
         return;
     Write(_pNotifyBufSwFn, notify);
     if (!Xt() && on) {
         CloseFile();
-        try {
-            _pTrcb.store(new ZynTraceBuffer(Read(_TraceBufferSize)));
-        } catch (...) {
-            on = false; // without memory lines go on into the file
-        }
+        on = MakeBuffers(); // without memory lines go on into the file
     } else if (Xt() && !on) {
         Write(_pNotifyBufSwFn, static_cast<void (*)()>(nullptr));
         CloseFile();
-        delete _pTrcb.load();
-        _pTrcb.store(nullptr);
+        RetireBuffers();
     }
     if (reg != nullptr) {
         const ZynTraceBuffer* const buffers = _pTrcb.load();
@@ -207,8 +263,13 @@ void ZynTrace::SetXt(bool on, void (*notify)(), ZynTraceBufReg* reg) {
 void ZynTrace::SetExternalization(bool on, int (*fn)(ZynBinary&)) {
     if (!Read(_Initialized))
         return;
-    Write(_pExtFn, on ? fn : nullptr);
-    Write(_Externalize, on);
+    if (on) {
+        Write(_pExtFn, fn);
+        Write(_Externalize, true);
+    } else {
+        Write(_Externalize, false);
+        Write(_pExtFn, static_cast<int (*)(ZynBinary&)>(nullptr));
+    }
 }
 
 int ZynTrace::Externalize(ZynBinary& area) {

@@ -95,7 +95,7 @@ class ZYN_EXPORT ZynTrace {
     static void SetFilter(unsigned long level, unsigned long categories, unsigned long components);
     /// From a text as in ZYN_TRACE_CRITERIA. A field that is not of its form leaves its filter as
     /// it was, and the others are applied all the same; null does nothing.
-    static void SetCriteria(const ZynString& criteria);
+    static void SetCriteria(const ZynString& criteria) noexcept;
     /// @}
 
     /// @name Gates
@@ -143,10 +143,10 @@ class ZYN_EXPORT ZynTrace {
     /// @name Settings
     /// @{
     /// Reads all of them. A criterion that has gone leaves its filter as it was.
-    static void Init();
-    static void ReInit();
+    static void Init() noexcept;
+    static void ReInit() noexcept;
     /// One setting: of the environment. Null if it is empty or not set.
-    static ZynString GetEnv(const char* name);
+    static ZynString GetEnv(const char* name) noexcept;
     /// From now on lines are written to the file one at a time. There is no way back.
     static void SetMultiThreaded();
     /// @}
@@ -217,6 +217,8 @@ class ZYN_EXPORT ZynTrace {
     }
 
     static void WriteBanner();
+    static bool MakeBuffers() noexcept;
+    static void RetireBuffers() noexcept;
     static void FormatEntry(zynktrc::Line& entry, const char* file, unsigned long line,
                             const char* function, unsigned long level, unsigned int category,
                             unsigned int component, std::string_view text);
@@ -243,6 +245,7 @@ class ZYN_EXPORT ZynTrace {
     static std::atomic<bool> _dumped;
     static std::atomic<ZynMutexSemaphore*> _pSem;
     static std::atomic<ZynTraceBuffer*> _pTrcb;
+    static ZynTraceBuffer* _retired;
 };
 
 /// A character stream for the text of one line. It is lent by the calling thread, so that a line

@@ -5,7 +5,6 @@
 #include <string>
 #include <utility>
 
-#include "zynkops.h"
 #include "zynkplat.h"
 #include "zynktrc.h"
 
@@ -73,14 +72,14 @@ ZynString ZynTrace::TraceFileName() {
         return name | "log";
     name |= ProcessNameAsString();
     if (Read(_FlipFlopTrace))
-        name |= ZynString(".") | ZynString::FromUlong(ZynOpSys::ProcessID());
+        name |= ZynString(".") | ZynString::FromUlong(zynkplat::CurrentProcessId());
     return name;
 }
 
 const ZynString& ZynTrace::GetTraceFile() {
     if (const ZynString* const name = _TraceFileName.load(); name != nullptr)
         return *name;
-    static const ZynString early = TraceFileName();
+    static const ZynString& early = *new ZynString(TraceFileName()); // lives to the end
     return early;
 }
 
@@ -98,8 +97,11 @@ void ZynTrace::OpenAnew() {
     auto name = std::make_unique<const ZynString>(TraceFileName());
     if (known != nullptr && *known == *name)
         return;
-    _TraceFileName = name.get();
-    names = new Former{std::move(name), std::unique_ptr<Former>(names)};
+    auto former = std::make_unique<Former>();
+    former->name = std::move(name);
+    former->older.reset(names);
+    names = former.release();
+    _TraceFileName = names->name.get();
 }
 
 void ZynTrace::CloseFile() {

@@ -143,11 +143,15 @@ class Nesting {
 } // namespace
 
 const ZynString& ZynTrace::ProcessNameAsString() {
-    static const ZynString name = [] {
-        const ZynString path = ZynOpSys::ExeFileNameAsString();
-        const std::string_view text = path.IsNull() ? "" : path.C_str();
-        return ZynString(
-            std::string(zynktrc::ProcessName(text, zynkplat::DirectorySeparator)).c_str());
+    // Never destroyed: there are lines up to the end. The platform is asked, not ZynOpSys: a failed
+    // check would be a line of its own.
+    static const ZynString& name = *[] {
+        constexpr std::size_t MaxPath = 4096;
+        char path[MaxPath + 1] = {};
+        if (!zynkplat::ExeFileName(path, sizeof path))
+            path[0] = '\0';
+        const std::string_view found = zynktrc::ProcessName(path, zynkplat::DirectorySeparator);
+        return new ZynString(found.data(), static_cast<long>(found.size()));
     }();
     return name;
 }

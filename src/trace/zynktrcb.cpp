@@ -28,9 +28,16 @@ static_assert(sizeof HeaderTemplate == zynktrcb::HeaderLength + 1);
 ZynTraceBuffer::ZynTraceBuffer(unsigned long size) : _size(size) {
     for (unsigned long i = 0; i < Areas; ++i) {
         _areas[i] = ZynBinary(CreateEmpty, size);
-        _areas[i].PostRead(size);
         _buf[i] = _areas[i].PreRead();
-        std::memset(_buf[i], 0, size);
+    }
+    Restart();
+}
+
+// Three areas without a line.
+void ZynTraceBuffer::Restart() {
+    for (unsigned long i = 0; i < Areas; ++i) {
+        _areas[i].PostRead(_size);
+        std::memset(_buf[i], 0, _size);
     }
     _pCurr = Init(0);
 }

@@ -37,8 +37,10 @@ class ZYN_EXPORT ZynTraceBuffer {
     ZynTraceBufReg Register() const { return {_size, _buf[0], _buf[1], _buf[2]}; }
 
   private:
+    friend class ZynTrace;
     static constexpr unsigned long Areas = 3;
 
+    void Restart();
     unsigned long AreaOf(const char* at) const;
     char* Claim(unsigned long length);
     char* Init(unsigned long index);
@@ -50,5 +52,6 @@ class ZYN_EXPORT ZynTraceBuffer {
     unsigned long _size;
     std::atomic<char*> _pCurr{nullptr}; ///< next free byte; it tells the current area as well
     char* _buf[Areas];
-    ZynBinary _areas[Areas]; ///< the owners
+    ZynBinary _areas[Areas];          ///< the owners
+    ZynTraceBuffer* _older = nullptr; ///< the next one that was given up
 };

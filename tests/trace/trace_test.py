@@ -32,14 +32,13 @@ def check(condition, what):
 class Run:
     """One run of the program in a folder of its own, with its output and the files it leaves."""
 
-    def __init__(self, *commands, before=None, expect=0, **settings):
+    def __init__(self, *commands, before=None, expect=0, program=PROBE, **settings):
         self.folder = Path(tempfile.mkdtemp(prefix="trace"))
         if before:
             before(self.folder)
         env = {k: v for k, v in os.environ.items() if not k.startswith("ZYN_")}
         env |= {"ZYN_" + k: v for k, v in settings.items()}
-        self.limit = settings.pop("limit", None)
-        run = subprocess.run([PROBE, *map(str, commands)], cwd=self.folder, env=env, text=True,
+        run = subprocess.run([program, *map(str, commands)], cwd=self.folder, env=env, text=True,
                              stdout=subprocess.PIPE, timeout=250,
                              preexec_fn=lambda: limit_files(env.get("ZYN_TEST_LIMIT")))
         check(run.returncode == expect, f"{commands} ended with {run.returncode}")
@@ -160,11 +159,17 @@ for criteria, expected in (("9,FFFF,FFFFFFFF", "9 65535 4294967295"), ("9,43,1",
                            ("abc,FFFF,FFFFFFFF", "0 65535 4294967295"), (" 5 , 0043,", "5 67 0"),
                            ("12345678901,FFFF,00000001", "0 65535 1"), ("5,,FFFFFFFF", "5 0 0"),
                            ("4294967296", "4294967295 0 0"), (",7", "7 0 0"), ("-1", "0 0 0"),
-                           ("1,00g0,0000000f", "1 0 15")):
+                           ("1,00g0,0000000f", "1 0 15"),
+                           ("9,FF\udcff\udcc3F,FFFFFFFF", "9 0 4294967295"),
+                           ("\udcc3", "0 0 0")):
     check(f"1 {expected} 0" in Run("facts", TRACE_CRITERIA=criteria).output, criteria)
 run = Run("setenv", "ZYN_TRACE_CRITERIA", "", "setenv", "ZYN_TRACE_FILE", "y", "reinit", "facts",
           "error", TRACE_CRITERIA="5,0002,00000001")
 check("1 5 2 1 0 0 y.log" in run.output and run.texts("y.log") == ["an error"], run.output)
+run = Run("error", "setenv", "ZYN_TRACE_FILE", "y", "setenv", "ZYN_SHORT_TRACES", "", "reinit",
+          "error", TRACE_CRITERIA="1,0002,00000001", SHORT_TRACES="1")
+check(run.lines()[0]["level"] is None and len(run.lines()) == 1, "a short line")
+check(run.lines("y.log")[0]["level"] == "00", "the settings of the second file")
 for size, expected in (("1", 65536), ("999999", 4194304), ("abc", 262144), ("65", 66560),
                        ("4294967295", 4194304)):
     check(f"buffers {expected}11\n" in Run("xt", 1, TRACE_BUFFER_SIZE=size).output, size)
@@ -179,9 +184,22 @@ size, last = backup.stat().st_size, len(backup.read_text().splitlines()[-1]) + 1
 check(size > 1048576 >= size - last, size)
 after = int(run.texts(current.name)[0].split()[-1])
 check(run.texts(backup.name)[-1] == f"thread 0 line {after - 1}", "a line between the files")
+run = Run("lines", 1, 60000, **settings)
+backup, = run.folder.glob("*.bak")
+check(5242880 < backup.stat().st_size < 5243100, "the limit without a setting")
 run = Run("lines", 1, 3, TRACE_FILE_SIZE="0", **settings)
 file, = run.folder.iterdir()
 check(file.suffix == ".bak" and run.texts(file.name) == ["thread 0 line 2"], "a limit of 0")
+
+# A program whose name can't be told is "unknown".
+folder = Path(tempfile.mkdtemp())
+deep = folder.joinpath(*["d" * 200] * 6)
+deep.mkdir(parents=True)
+shutil.copy(PROBE, deep / "program.x")
+for settings in ({"TRACE_CRITERIA": ALL}, {"SPLIT_TRACES": "1", "TRACE_CRITERIA": ALL}):
+    run = Run("error", program=deep / "program.x", **settings)
+    check(list(run.folder.iterdir()), "no file of a program with a long name")
+shutil.rmtree(folder)
 
 # A trace that can't be written is lost and harms nothing.
 run = Run("error", TRACE_CRITERIA=ALL, TRACE_FILE="no/such/folder/x")
@@ -237,6 +255,17 @@ check(dumped[:2] == ["evaluated 1 12345670.5", " >entry"] and dumped[2] == "Asse
       dumped[3].startswith("*** Pre-condition failed") and len(dumped) == 4, dumped)
 check(run.output.count("*** Pre-condition failed") == 2 and "1 1 zyntrc.log" in run.output,
       run.output)
+
+# Off again: the last area is handed over, and lines go to the file.
+run = Run("externalize", "areas", "xt", 1, "error", "xt", 1, "error", "xt", 0, "error",
+          "externalize", "off", "xt", 1, "stop", "error", "flush", "start", "xt", 0, "error",
+          TRACE_CRITERIA="1,0002,00000001", TRACE_BUFFER_SIZE="64")
+check((run.folder / "areas").read_bytes().count(b"an error\n") == 2, "areas of the first period")
+check(run.texts() == ["an error"] * 2 and run.output.splitlines() ==
+      ["buffers 6553611", "buffers 6553611", "buffers 000", "buffers 6553611", "switches 1",
+       "buffers 000"], run.output)
+run = Run("cancel", "error", TRACE_CRITERIA="1,0042,00000001")
+check(run.texts()[-1] == "an error", "a thread that was cancelled in a line")
 
 # Externalised areas: header and records whose lengths agree; the last one comes at the unload.
 run = Run("externalize", "none", "xt", 1, "externalize", "areas", "lines", 1, 3000, "flush",

@@ -119,6 +119,19 @@ const std::map<std::string, std::function<void(Words&)>> commands = {
          ZynTrace::SetFilter(level, categories, w.Number());
      }},
     {"stop", [](Words&) { ZynTrace::Stop(); }},
+    {"start", [](Words&) { ZynTrace::Start(); }},
+    {"cancel",
+     [](Words&) {
+         std::thread writer([] {
+             for (;; pthread_testcancel())
+                 ZYN_TRACE(1, ZynTrace::General, ZynTrace::Kernel, "until cancelled");
+         });
+         const pthread_t thread = writer.native_handle();
+         writer.detach();
+         usleep(20000);
+         pthread_cancel(thread);
+         usleep(20000);
+     }},
     {"setenv",
      [](Words& w) {
          const std::string name = w.Text();
@@ -143,7 +156,7 @@ const std::map<std::string, std::function<void(Words&)>> commands = {
     {"externalize",
      [](Words& w) {
          areaFile = w.Text();
-         ZynTrace::SetExternalization(true, KeepArea);
+         ZynTrace::SetExternalization(areaFile != "off", KeepArea);
      }},
     {"flush",
      [](Words&) {
