@@ -21,7 +21,8 @@ constexpr unsigned long Level = 5;
 const std::string word = "Travel expenses";
 
 void WriteLine(int number) {
-    ZYN_TRACE(Level, ZynTrace::General, ZynTrace::Kernel, "process " << word << ", item " << number);
+    ZYN_TRACE(Level, ZynTrace::General, ZynTrace::Kernel,
+              "process " << word << ", item " << number);
 }
 
 void ClosedGate(benchmark::State& state) {

@@ -1,8 +1,8 @@
 #include "zynkdbg.h"
 
 #include <cstdio>
-#include <string>
 #include <string_view>
+#include <utility>
 
 #include "zynkplat.h"
 #include "zynktrc.h"
@@ -45,36 +45,33 @@ void zynkAssert(const char* condition, const char* file, unsigned int line) {
     Fail("*** Assertion failed in %s(%d): %s", "zynkAssert", condition, file, line);
 }
 
-namespace {
-
 // A file that can't be opened gives -1, which is not looked at: the writes then fail unnoticed.
-void AppendTraceBufs() {
+void ZynDumpTraceBufs() {
+    if (!ZynTrace::Xt() || ZynTrace::AlreadyDumped())
+        return;
     const int file = zynkplat::OpenForAppending(ZynTrace::GetTraceFile().C_str());
     if (file == 0)
         return;
-    ZYN_TRACE_ERROR(ZynTrace::Error, ZynTrace::Kernel, failureText);
+    if (ZynTrace::IsErrorOpen(ZynTrace::Error, ZynTrace::Kernel))
+        ZynTrace::Trace(__FILE_NAME__, __LINE__, "ZynDumpTraceBufs", ZynTrace::ErrorLevel,
+                        ZynTrace::Error, ZynTrace::Kernel, failureText);
     const auto append = [file](std::string_view piece) {
         zynkplat::Append(file, piece.data(), piece.size());
     };
     append("------------------- Assertion occurred.  --------------------------------\n");
-    append("    " + std::string(failureText) + "\n");
+    append("    ");
+    append(failureText);
+    append("\n");
     append("------------------- Extended trace buffers follow "
            "--------------------------------\n");
-    ZynBinary areas[3];
-    ZynTrace::DumpBuffers(areas[0], areas[1], areas[2]);
-    for (const ZynBinary& area : areas)
-        if (!area.IsNull() && area.Length() != 0 && *area.Data() != '\0')
-            append({area.Data(), area.Length()});
-    zynkplat::Close(file);
-}
-
-} // namespace
-
-void ZynDumpTraceBufs() {
-    if (!ZynTrace::Xt() || ZynTrace::AlreadyDumped())
-        return;
     try {
-        AppendTraceBufs();
+        ZynBinary areas[3];
+        ZynTrace::DumpBuffers(areas[0], areas[1], areas[2]);
+        for (const ZynBinary& area : areas)
+            if (!area.IsNull() && area.Length() != 0 && *std::as_const(area).Data() != '\0')
+                append({area.Data(), area.Length()});
     } catch (...) { // NOLINT(bugprone-empty-catch): a failure of the dump is never reported
     }
+    ZynTrace::_dumped = true;
+    zynkplat::Close(file);
 }

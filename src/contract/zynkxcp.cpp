@@ -131,10 +131,13 @@ void zynkTraceThrow(const char* tag, const ZynException& exception, unsigned lon
                             : ZynTrace::IsOpen(level, ZynTrace::Error, ZynTrace::Kernel);
     if (!isOpen)
         return;
-    const ZynOrigin& origin = exception.Origin();
-    ZynTrace::Text text;
-    text.Stream() << tag << exception;
-    ZynTrace::Trace(origin.File().IsNull() ? nullptr : origin.File().C_str(), origin.Line(),
-                    origin.Function().IsNull() ? nullptr : origin.Function().C_str(), level,
-                    ZynTrace::Error, ZynTrace::Kernel, text.View());
+    try {
+        const ZynOrigin& origin = exception.Origin();
+        ZynTrace::Text text;
+        text.Stream() << tag << exception;
+        ZynTrace::Trace(origin.File().IsNull() ? nullptr : origin.File().C_str(), origin.Line(),
+                        origin.Function().IsNull() ? nullptr : origin.Function().C_str(), level,
+                        ZynTrace::Error, ZynTrace::Kernel, text.View());
+    } catch (...) { // NOLINT(bugprone-empty-catch): the exception itself is what is to be told
+    }
 }

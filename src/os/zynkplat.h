@@ -83,6 +83,11 @@ int Platform();
 unsigned long CurrentProcessId();
 /// The same; unique among the threads of the machine.
 unsigned long CurrentThreadId();
+/// Calls `end` when the calling thread ends, behind the destructors of its own values. One function
+/// a thread; false if there is no memory for that.
+bool AtThreadEnd(void (*end)());
+/// Calls nothing from now on: the code of `end` goes.
+void ForgetThreadEnds();
 /// Full path of the program file, with its terminator in at most `size` bytes. False if it can't be
 /// told or doesn't fit.
 bool ExeFileName(char* buffer, unsigned long size);

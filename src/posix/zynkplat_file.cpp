@@ -1,7 +1,6 @@
 // Files, the local time and the constants of a POSIX host.
 #include "zynkplat.h"
 
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -49,9 +48,6 @@ void AppendWithinLimit(int file, const char* bytes, unsigned long n) {
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
-// As it was when a file was opened last.
-std::atomic<bool> hasFileSizeLimit{false};
-
 bool HasFileSizeLimit() {
     rlimit limit = {};
     return getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY;
@@ -65,13 +61,12 @@ int OpenForAppending(const char* name) {
     constexpr int Flags = O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
     constexpr mode_t OwnerOnly = 0600;
     const Uncancelled extent;
-    hasFileSizeLimit = HasFileSizeLimit();
     return open(name, Flags, OwnerOnly);
 }
 
 void Append(int file, const char* bytes, unsigned long n) {
     const Uncancelled extent;
-    if (hasFileSizeLimit)
+    if (HasFileSizeLimit())
         AppendWithinLimit(file, bytes, n);
     else if (write(file, bytes, n) < 0)
         return; // nobody asks

@@ -47,6 +47,10 @@ void BeginChild() {
     threadId = 0;
 }
 
+// The key whose destructor tells the end of a thread.
+constinit pthread_key_t threadEnd = 0;
+constinit std::atomic<bool> hasThreadEnd{false};
+
 bool CopyText(std::string_view text, char* buffer, unsigned long size) {
     if (text.size() >= size)
         return false;
@@ -75,6 +79,19 @@ unsigned long CurrentThreadId() {
     if (threadId == 0)
         threadId = static_cast<unsigned long>(gettid());
     return threadId;
+}
+
+bool AtThreadEnd(void (*end)()) {
+    static const bool isThere = pthread_key_create(&threadEnd, [](void* function) {
+                                    reinterpret_cast<void (*)()>(function)();
+                                }) == 0;
+    hasThreadEnd = isThere;
+    return isThere && pthread_setspecific(threadEnd, reinterpret_cast<void*>(end)) == 0;
+}
+
+void ForgetThreadEnds() {
+    if (hasThreadEnd.exchange(false))
+        pthread_key_delete(threadEnd);
 }
 
 // The system marks the name of a file that has been removed, as an update of a running program

@@ -115,6 +115,7 @@ void ZynTrace::Unload() noexcept {
             RetireBuffers();
         Write(_gate._Xt, false);
     });
+    zynkplat::ForgetThreadEnds();
 }
 
 void ZynTrace::Init() noexcept {
@@ -230,8 +231,9 @@ bool ZynTrace::MakeBuffers() noexcept {
 }
 
 void ZynTrace::RetireBuffers() noexcept {
+    static std::atomic<bool> isUnderWay{false}; // the receiver of the last area may come here again
     ZynTraceBuffer* const buffers = _pTrcb.load();
-    if (buffers == nullptr)
+    if (buffers == nullptr || isUnderWay.exchange(true))
         return;
     try {
         buffers->Flush();
@@ -239,6 +241,7 @@ void ZynTrace::RetireBuffers() noexcept {
     }
     _pTrcb.store(nullptr);
     buffers->_older = std::exchange(_retired, buffers);
+    isUnderWay = false;
 }
 
 void ZynTrace::SetXt(bool on, void (*notify)(), ZynTraceBufReg* reg) {
@@ -284,10 +287,14 @@ void ZynTrace::NotifyBufferSwitch() {
         notify();
 }
 
-void ZynTrace::Flush() {
+void ZynTrace::Flush() noexcept {
     ZynTraceBuffer* const buffers = _pTrcb.load();
-    if (Xt() && buffers != nullptr)
+    if (!Xt() || buffers == nullptr)
+        return;
+    try {
         buffers->Flush();
+    } catch (...) { // NOLINT(bugprone-empty-catch): a failure of the trace is never reported
+    }
 }
 
 void ZynTrace::DumpBuffers(ZynBinary& oldest, ZynBinary& middle, ZynBinary& newest) {

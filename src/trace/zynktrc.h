@@ -135,7 +135,7 @@ class ZYN_EXPORT ZynTrace {
                          unsigned long level, unsigned int category, unsigned int component,
                          int contextMask, std::string_view text) noexcept;
     /// Hands over the current memory buffer, if extended trace is on. The file needs none.
-    static void Flush();
+    static void Flush() noexcept;
     /// Name of the trace file.
     static const ZynString& GetTraceFile();
     /// @}
@@ -159,8 +159,8 @@ class ZYN_EXPORT ZynTrace {
     /// @param notify called, if not null, when a buffer is full, in the thread that filled it
     /// @param reg    filled, if not null
     static void SetXt(bool on, void (*notify)(), ZynTraceBufReg* reg);
-    /// `fn` gets each buffer that is full or flushed, in the thread that filled it. Its bytes stay
-    /// until two more are full. Null and `on` are the caller's fault.
+    /// `fn` gets each buffer that is full or flushed, in the thread that filled it, and may keep
+    /// it. Null and `on` are the caller's fault.
     static void SetExternalization(bool on, int (*fn)(ZynBinary&));
     static bool ShouldExternalize() { return Read(_Externalize); }
     /// Passes a buffer to the receiver, whose result it returns. Without one it is a contract
@@ -306,7 +306,12 @@ constexpr std::size_t zynkFunctionName(std::string_view pretty) {
     int nesting = 0;
     for (std::size_t i = 0; i < pretty.size(); ++i) {
         const char c = pretty[i];
-        if (c == '(' && nesting == 0 && pretty.substr(i, 11) != "(anonymous ")
+        for (const std::string_view unnamed : {"(anonymous namespace)::", "{anonymous}::"})
+            if (nesting == 0 && pretty.substr(i).starts_with(unnamed))
+                return i + unnamed.size();
+        const bool isOfType =
+            pretty.substr(0, i).ends_with("decltype") || pretty.substr(i).starts_with("(*");
+        if (c == '(' && nesting == 0 && !isOfType)
             break;
         if (c == '<' || c == '(' || c == '{')
             ++nesting;

@@ -125,6 +125,11 @@ namespace {
 constexpr int MaxNesting = 3;
 thread_local int nesting = 0;
 
+// The check of the process's id would fail at each line there, and be a line itself.
+bool IsForkedChild() {
+    return ZynOpSys::_pid != zynkplat::CurrentProcessId();
+}
+
 // The extent of a line. Those who trace an error may look at `errno` afterwards.
 class Nesting {
   public:
@@ -189,7 +194,7 @@ void ZynTrace::FormatEntry(zynktrc::Line& entry, const char* file, unsigned long
 void ZynTrace::Trace(const char* file, unsigned long line, const char* function,
                      unsigned long level, unsigned int category, unsigned int component,
                      std::string_view text) noexcept {
-    if (Read(_Initializing) || nesting >= MaxNesting)
+    if (Read(_Initializing) || nesting >= MaxNesting || IsForkedChild())
         return;
     const Nesting nested;
     try {
@@ -197,7 +202,7 @@ void ZynTrace::Trace(const char* file, unsigned long line, const char* function,
             Init();
         zynktrc::Line entry;
         FormatEntry(entry, file != nullptr ? file : "", line, function != nullptr ? function : "",
-                    level, category, component, text);
+                    level, category, component, text.empty() ? "" : text);
         ZynTraceBuffer* const buffers = _pTrcb.load(std::memory_order_acquire);
         if (Xt() && buffers != nullptr)
             buffers->Append(entry.View());

@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "zynkplat.h"
 #include "zynktrc.h"
 
 namespace {
@@ -86,6 +87,7 @@ class ZynTrace::Text::Lent {
     }
 
     static thread_local Lent* spare;
+    static thread_local bool isEndTold;
     static thread_local bool threadEnds;
 
     Memory _memory;
@@ -95,23 +97,13 @@ class ZynTrace::Text::Lent {
 // What the thread keeps for its next line. It goes with the thread; code that runs behind that gets
 // a stream of its own for each line.
 constinit thread_local ZynTrace::Text::Lent* ZynTrace::Text::Lent::spare = nullptr;
+constinit thread_local bool ZynTrace::Text::Lent::isEndTold = false;
 constinit thread_local bool ZynTrace::Text::Lent::threadEnds = false;
 
 ZynTrace::Text::Lent* ZynTrace::Text::Lent::Borrow() noexcept {
-    struct Owner {
-        Owner() = default;
-        Owner(const Owner&) = delete;
-        Owner& operator=(const Owner&) = delete;
-        ~Owner() {
-            delete std::exchange(spare, nullptr);
-            threadEnds = true;
-        }
-    };
     if (spare != nullptr)
         return std::exchange(spare, nullptr);
     try {
-        if (!threadEnds)
-            static thread_local const Owner owner;
         return new Lent;
     } catch (...) {
         return nullptr;
@@ -119,7 +111,13 @@ ZynTrace::Text::Lent* ZynTrace::Text::Lent::Borrow() noexcept {
 }
 
 void ZynTrace::Text::Lent::GiveBack(Lent* lent) noexcept {
-    if (spare != nullptr || threadEnds) {
+    const auto end = [] {
+        delete std::exchange(spare, nullptr);
+        threadEnds = true;
+    };
+    if (!isEndTold && !threadEnds)
+        isEndTold = zynkplat::AtThreadEnd(end);
+    if (spare != nullptr || !isEndTold || threadEnds) {
         delete lent;
         return;
     }

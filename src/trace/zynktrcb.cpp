@@ -25,9 +25,9 @@ static_assert(sizeof HeaderTemplate == zynktrcb::HeaderLength + 1);
 
 } // namespace
 
-ZynTraceBuffer::ZynTraceBuffer(unsigned long size) : _size(size) {
+ZynTraceBuffer::ZynTraceBuffer(unsigned long size) : _size(std::max(size, zynktrcb::HeaderLength)) {
     for (unsigned long i = 0; i < Areas; ++i) {
-        _areas[i] = ZynBinary(CreateEmpty, size);
+        _areas[i] = ZynBinary(CreateEmpty, _size);
         _buf[i] = _areas[i].PreRead();
     }
     Restart();
@@ -83,23 +83,34 @@ char* ZynTraceBuffer::Claim(unsigned long length) {
 }
 
 void ZynTraceBuffer::Append(const ZynString& entry) {
-    Append(std::string_view(entry.C_str(), entry.Length()));
+    if (!entry.IsNull())
+        Append(std::string_view(entry.C_str(), entry.Length()));
 }
 
 void ZynTraceBuffer::Append(std::string_view entry) {
-    const unsigned long length = entry.size() + zynktrcb::FrameLength + zynktrcb::EpilogLength;
-    char* to = Claim(length);
-    if (to == nullptr) {
+    if (Store(entry))
+        return;
+    try {
         Switch();
-        to = Claim(length);
-        if (to == nullptr)
-            return;
+    } catch (...) {
+        Store(entry); // it has been the receiver's failure
+        throw;
     }
+    Store(entry);
+}
+
+// False if there is no room in the current area.
+bool ZynTraceBuffer::Store(std::string_view entry) {
+    const unsigned long length = entry.size() + zynktrcb::FrameLength + zynktrcb::EpilogLength;
+    char* const to = Claim(length);
+    if (to == nullptr)
+        return false;
     const auto word = static_cast<std::uint32_t>(length);
     zynkxdr::StoreWord(to, word);
     zynkxdr::StoreWord(to + zynkxdr::WordSize, zynktrcb::LineType);
     std::memcpy(to + zynktrcb::FrameLength, entry.data(), entry.size());
     zynkxdr::StoreWord(to + length - zynktrcb::EpilogLength, word);
+    return true;
 }
 
 void ZynTraceBuffer::Switch() {
@@ -113,35 +124,15 @@ void ZynTraceBuffer::Switch() {
     PostProcess(old, static_cast<unsigned long>(at - _buf[old]));
 }
 
+// The receiver gets a value of its own, to keep or to change: late lines of other threads may still
+// go into the area itself.
 void ZynTraceBuffer::PostProcess(unsigned long index, unsigned long used) {
     ZYN_ENSURE_TEXT(index < Areas, "\"Invalid Branch\" == 0");
-    ZynBinary& area = _areas[index];
-    area.PostRead(used);
+    _areas[index].PostRead(used);
     if (!ZynTrace::ShouldExternalize())
         return;
-    try {
-        ZynTrace::Externalize(area);
-    } catch (...) {
-        TakeBack(index);
-        throw;
-    }
-    TakeBack(index);
-}
-
-// A receiver that has kept a copy of the area, or put another value in its place, has what it
-// wanted; the lines to come go into an area of the same size that nobody else has.
-void ZynTraceBuffer::TakeBack(unsigned long index) {
-    ZynBinary& area = _areas[index];
-    if (!area.IsNull() && area.Data() == _buf[index])
-        return;
-    const ZynBinary kept = area;
-    area = ZynBinary(CreateEmpty, _size);
-    _buf[index] = area.PreRead();
-    const unsigned long used = std::min(kept.Length(), _size);
-    std::memset(_buf[index], 0, _size);
-    if (used != 0)
-        std::memcpy(_buf[index], kept.Data(), used);
-    area.PostRead(used);
+    ZynBinary handed(_buf[index], used);
+    ZynTrace::Externalize(handed);
 }
 
 void ZynTraceBuffer::DumpBuffers(ZynBinary& oldest, ZynBinary& middle, ZynBinary& newest) {

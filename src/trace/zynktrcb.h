@@ -3,8 +3,7 @@
 // With extended trace on, a process traces in full detail without touching a file, and a failed
 // contract check can still show its recent past. Each area is filled with records that a tool on
 // another machine can read (zynktrcb_walk.h tells their bytes). A full one is handed to the
-// receiver of ZynTrace::SetExternalization, whose caller has to be done with it before two more are
-// full.
+// receiver of ZynTrace::SetExternalization.
 //
 // Any thread may append, without a lock: records do not overlap, but one that is written while
 // another thread switches areas can be torn. A walk over an area ends at such a record.
@@ -43,10 +42,10 @@ class ZYN_EXPORT ZynTraceBuffer {
     void Restart();
     unsigned long AreaOf(const char* at) const;
     char* Claim(unsigned long length);
+    bool Store(std::string_view entry);
     char* Init(unsigned long index);
     void Switch();
     void PostProcess(unsigned long index, unsigned long used);
-    void TakeBack(unsigned long index);
     void DumpBuf(ZynBinary& out, unsigned long index) const;
 
     unsigned long _size;

@@ -4,10 +4,10 @@
 trace_test.py PROBE
 """
 
+import datetime
 import itertools
 import os
 import re
-import resource
 import shutil
 import struct
 import subprocess
@@ -37,10 +37,9 @@ class Run:
         if before:
             before(self.folder)
         env = {k: v for k, v in os.environ.items() if not k.startswith("ZYN_")}
-        env |= {"ZYN_" + k: v for k, v in settings.items()}
+        env |= {k if k == "TZ" else "ZYN_" + k: v for k, v in settings.items()}
         run = subprocess.run([program, *map(str, commands)], cwd=self.folder, env=env, text=True,
-                             stdout=subprocess.PIPE, timeout=250,
-                             preexec_fn=lambda: limit_files(env.get("ZYN_TEST_LIMIT")))
+                             stdout=subprocess.PIPE, timeout=250)
         check(run.returncode == expect, f"{commands} ended with {run.returncode}")
         self.output = run.stdout
 
@@ -61,11 +60,6 @@ class Run:
 
     def texts(self, name="zyntrc.log"):
         return [line["text"] for line in self.lines(name)]
-
-
-def limit_files(size):
-    if size:
-        resource.setrlimit(resource.RLIMIT_FSIZE, (int(size), int(size)))
 
 
 # Without settings there is no file.
@@ -143,6 +137,18 @@ check((fired["text"], fired["function"], fired["file"].strip(), fired["category"
 check(thrown["text"].startswith("THROW_INT, ZynAssertionException, Condition=*** Pre-condition "
                                 "failed in zynktrc_probe.cpp("), thrown)
 
+# Local time, and a program with a short name.
+start = datetime.datetime.now(datetime.timezone.utc)
+folder = Path(tempfile.mkdtemp())
+shutil.copy(PROBE, folder / "p")
+run = Run("error", program=folder / "p", TZ="<+0530>-5:30", TRACE_CRITERIA="0,0002,00000001")
+shutil.rmtree(folder)
+line, = run.lines()
+time = datetime.datetime.strptime(line["time"] + "+0530", "%Y-%m-%d, %H:%M:%S.%f%z")
+late = time - start
+check(-0.002 < late.total_seconds() < 60, late)
+check(line["process"] == "       p" and line["level"] is None, line)
+
 # Names of the file.
 for settings, name in (
         ({}, "zyntrc.log"), ({"TRACE_FILE": "x"}, "x.log"), ({"TRACE_FILE": "x."}, "x.log"),
@@ -211,10 +217,18 @@ check(run.texts() == ["an error"] * 2, "a descriptor of 0 counts as none")
 os.mkfifo(fifo := Path(tempfile.mkdtemp()) / "fifo")
 Run("lines", 1, 2000, before=lambda f: (f / "zyntrc.log").symlink_to(fifo), TRACE_CRITERIA=ALL)
 shutil.rmtree(fifo.parent)
-run = Run("lines", 1, 1000, TRACE_CRITERIA=ALL, TEST_LIMIT="20000")
+run = Run("error", "limit", 20000, "lines", 1, 1000, TRACE_CRITERIA=ALL)
 check(len(run.text()) == 20000, "a limit of file sizes")
-run = Run("fork", "error", TRACE_CRITERIA="9,0003,00000001")
-check("child 7" in run.output and run.texts()[-1] == "an error", "a fork")
+run = Run("error", "mkdir", "no", "error", "reinit", "error", TRACE_FILE="no/x",
+          TRACE_CRITERIA="1,0002,00000001")
+check(run.texts("no/x.log") == ["an error"], "a file that can't be opened is not tried again")
+
+# The child of a fork writes nothing, and leaves its parent's buffers alone.
+run = Run("fork", "failchild", "error", TRACE_CRITERIA="9,0003,00000001")
+check("child 7" in run.output and run.texts() == ["an error"], run.text())
+check("*** Pre-condition failed in zynktrc_probe.cpp" in run.output, run.output)
+run = Run("xt", 1, "externalize", "areas", "error", "exitchild", "error", TRACE_CRITERIA="1,0002,00000001")
+check((run.folder / "areas").read_bytes().count(b"an error") == 2 and run.text() is None, "areas")
 
 # Threads and processes on one file: every line is whole, none is lost.
 threads, count = 8, 20000
@@ -243,7 +257,9 @@ run = Run("externalize", "areas", "xt", 1, "lines", 4, 5000, "flush", "facts",
 check(len(run.texts()) == 9 and (run.folder / "areas").stat().st_size > 1000000, "buffers of threads")
 
 # Extended trace: buffers in the place of the file; a first failure appends them, a second nothing.
-run = Run("xt", 1, "line", 1, 0x40, 1, "fail", "facts", "fail", TRACE_CRITERIA="9,0043,00000001")
+run = Run("descriptors", "xt", 1, "line", 1, 0x40, 1, "fail", "facts", "fail", "descriptors",
+          TRACE_CRITERIA="9,0043,00000001")
+check(re.findall("descriptors (.)", run.output) == ["4", "3"], run.output)
 text = run.text()
 start = text.index("------------------- Assertion occurred.  --------------------------------\n    "
                    "*** Pre-condition failed in zynktrc_probe.cpp(")

@@ -1,6 +1,8 @@
 // A program that does to the trace what its arguments say, one command behind the other. The
 // environment sets the trace; trace_test.py looks at what it leaves.
 #include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -120,6 +122,24 @@ const std::map<std::string, std::function<void(Words&)>> commands = {
      }},
     {"stop", [](Words&) { ZynTrace::Stop(); }},
     {"start", [](Words&) { ZynTrace::Start(); }},
+    {"mkdir", [](Words& w) { mkdir(w.Text().c_str(), 0700); }},
+    {"limit",
+     [](Words& w) {
+         const rlim_t size = w.Number();
+         const rlimit limit = {size, size};
+         setrlimit(RLIMIT_FSIZE, &limit);
+     }},
+    {"exitchild", [](Words&) { InChild([] { std::exit(7); }); }},
+    {"failchild",
+     [](Words&) {
+         InChild([] {
+             try {
+                 Flow(true);
+             } catch (const ZynAssertionException& error) {
+                 std::cout << error.Condition() << std::endl;
+             }
+         });
+     }},
     {"cancel",
      [](Words&) {
          std::thread writer([] {

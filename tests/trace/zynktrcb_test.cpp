@@ -131,11 +131,12 @@ TEST_F(TraceBuffer, OutlivesItsReceiver) {
                                                                        throw std::runtime_error(
                                                                            "a receiver's fault");
                                                                    }};
+    int thrown = 0;
     const auto append = [&](char c) {
         try {
             buffer.Append(std::string(600, c));
         } catch (const std::runtime_error&) {
-            buffer.Append(std::string(600, c));
+            ++thrown;
         }
     };
     for (int round = 0; round < 4; ++round)
@@ -146,7 +147,9 @@ TEST_F(TraceBuffer, OutlivesItsReceiver) {
         }
     for (const ZynBinary& area : shared)
         EXPECT_EQ(area.Length(), 28U + 612U);
+    EXPECT_EQ(buffer.Register().buffer2, areas.buffer2);
     shared.clear();
+    EXPECT_EQ(thrown, 8);
     append('d');
     EXPECT_THAT(Dump(), testing::EndsWith(std::string(600, 'd')));
 }
