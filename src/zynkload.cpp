@@ -13,7 +13,7 @@ ZynString _trcfile;
 namespace {
 
 struct Load {
-    Load() {
+    Load() noexcept {
         zynkvoc::MakeWords();
         ZynOpSys::_pid = zynkplat::CurrentProcessId();
         _trcfile = "TRACE.LOG";

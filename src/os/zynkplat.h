@@ -55,6 +55,13 @@ int OpenForAppending(const char* name);
 /// In one write. What can't be written is lost.
 void Append(int file, const char* bytes, unsigned long n);
 void Close(int file);
+/// Which file a descriptor is of; 0 in both if it is of none.
+struct FileIdentity {
+    unsigned long device;
+    unsigned long file;
+    bool operator==(const FileIdentity&) const = default;
+};
+FileIdentity IdentityOf(int file);
 void RemoveFile(const char* name);
 void RenameFile(const char* from, const char* to);
 /// @}

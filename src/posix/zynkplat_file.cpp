@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace zynkplat {
@@ -75,6 +76,13 @@ void Append(int file, const char* bytes, unsigned long n) {
 void Close(int file) {
     const Uncancelled extent;
     close(file);
+}
+
+FileIdentity IdentityOf(int file) {
+    struct stat status = {};
+    if (fstat(file, &status) != 0)
+        return {};
+    return {status.st_dev, status.st_ino};
 }
 
 void RemoveFile(const char* name) {

@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <pwd.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <new>
 #include <string_view>
 
 #include "zynkplat.h"
@@ -37,15 +39,26 @@ class Descriptor {
     int _descriptor;
 };
 
-// Asked of the system once and behind each fork: both stand in every line of a trace.
-constinit std::atomic<unsigned long> processId{0};
-constinit thread_local unsigned long threadId = 0;
-
-// Of a fork, in the one thread that is left.
-void BeginChild() {
-    processId.store(0, std::memory_order_relaxed);
-    threadId = 0;
+// A word of memory that is 0 again in whatever way a child of this process came into being; null on
+// a system that has none.
+std::atomic<unsigned long>* MapWipedWord() {
+    constexpr std::size_t Size = sizeof(std::atomic<unsigned long>);
+    void* const page =
+        mmap(nullptr, Size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (page == MAP_FAILED)
+        return nullptr;
+    if (madvise(page, Size, MADV_WIPEONFORK) != 0) {
+        munmap(page, Size);
+        return nullptr;
+    }
+    return new (page) std::atomic<unsigned long>(0);
 }
+
+struct KnownThread {
+    unsigned long process; ///< whose thread it is
+    unsigned long id;
+};
+constinit thread_local KnownThread knownThread = {};
 
 // The key whose destructor tells the end of a thread.
 constinit pthread_key_t threadEnd = 0;
@@ -65,20 +78,23 @@ int Platform() {
     return ZynPlatform::Linux;
 }
 
+// Both stand in every line of a trace, so they are asked of the system once in a process.
 unsigned long CurrentProcessId() {
-    static const bool isTold = pthread_atfork(nullptr, nullptr, BeginChild) == 0;
-    unsigned long id = processId.load(std::memory_order_relaxed);
-    if (id == 0 || !isTold) {
+    static std::atomic<unsigned long>* const known = MapWipedWord();
+    unsigned long id = known != nullptr ? known->load(std::memory_order_relaxed) : 0;
+    if (id == 0) {
         id = static_cast<unsigned long>(getpid());
-        processId.store(id, std::memory_order_relaxed);
+        if (known != nullptr)
+            known->store(id, std::memory_order_relaxed);
     }
     return id;
 }
 
 unsigned long CurrentThreadId() {
-    if (threadId == 0)
-        threadId = static_cast<unsigned long>(gettid());
-    return threadId;
+    const unsigned long process = CurrentProcessId();
+    if (knownThread.process != process)
+        knownThread = {process, static_cast<unsigned long>(gettid())};
+    return knownThread.id;
 }
 
 bool AtThreadEnd(void (*end)()) {

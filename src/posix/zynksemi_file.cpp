@@ -59,6 +59,17 @@ class Descriptor {
     int _fd;
 };
 
+Path PathOf(int fd) {
+    Path path = {};
+    std::snprintf(path.data(), path.size(), "/proc/self/fd/%d", fd);
+    return path;
+}
+
+/// The same file once more.
+int ForReading(int fd) {
+    return open(PathOf(fd).data(), O_RDONLY | O_CLOEXEC);
+}
+
 int LockShared(int fd) {
     return Persist([fd] { return Error(flock(fd, LOCK_SH)); });
 }
@@ -103,8 +114,8 @@ bool Exists(const Path& path) {
     return lstat(path.data(), &status) == 0;
 }
 
-int SharedMutex::Lock(bool wait) noexcept {
-    const int error = wait ? pthread_mutex_lock(&mutex) : pthread_mutex_trylock(&mutex);
+int SharedMutex::Lock() noexcept {
+    const int error = pthread_mutex_lock(&mutex);
     return error == EOWNERDEAD ? pthread_mutex_consistent(&mutex) : error;
 }
 
@@ -127,7 +138,8 @@ int MutexFile::OpenExisting() {
         return errno;
     if (!IsOurs(fd, status))
         return EINVAL;
-    if (const int error = LockShared(fd); error != 0)
+    Descriptor kept(ForReading(fd));
+    if (const int error = LockShared(kept); error != 0)
         return error;
     _device = status.st_dev;
     _inode = status.st_ino;
@@ -135,7 +147,7 @@ int MutexFile::OpenExisting() {
         return ENOENT;
     if (const int error = Map(fd); error != 0)
         return error;
-    _fd = fd.Keep();
+    _fd = kept.Keep();
     return 0;
 }
 
@@ -149,8 +161,9 @@ int MutexFile::Create() {
     _inode = status.st_ino;
     // Memory that is short is told here and not by a signal at the first access.
     int error = Persist([&] { return posix_fallocate(fd, 0, sizeof(SharedMutex)); });
+    Descriptor kept(ForReading(fd));
     if (error == 0)
-        error = LockShared(fd);
+        error = LockShared(kept);
     if (error == 0)
         error = Map(fd);
     if (error != 0)
@@ -158,14 +171,13 @@ int MutexFile::Create() {
     new (_mutex) SharedMutex;
     error = InitMutex(_mutex->mutex);
     if (error == 0) {
-        Path self = {};
-        std::snprintf(self.data(), self.size(), "/proc/self/fd/%d", static_cast<int>(fd));
+        const Path self = PathOf(fd);
         error = Error(linkat(AT_FDCWD, self.data(), AT_FDCWD, _path.data(), AT_SYMLINK_FOLLOW));
     }
     if (error != 0)
         munmap(_mutex, sizeof *_mutex);
     else
-        _fd = fd.Keep();
+        _fd = kept.Keep();
     return error;
 }
 

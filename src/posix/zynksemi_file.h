@@ -33,9 +33,9 @@ struct SharedMutex {
     pthread_mutex_t mutex = {};            ///< robust; the recursion is each process's own
     std::atomic<std::uint64_t> grants = 0; ///< changed by who holds the mutex
 
-    /// Takes the mutex; with `wait` false only if that is at once possible, else EBUSY. What a dead
-    /// owner has left is taken as if it was free. 0 or the error number.
-    int Lock(bool wait) noexcept;
+    /// Takes the mutex. What a dead owner has left is taken as if it was free. 0 or the error
+    /// number.
+    int Lock() noexcept;
 };
 
 /// An open file with a mutex in it.
@@ -64,7 +64,7 @@ class MutexFile {
     bool HasItsName() const;
 
     const Path _path;
-    int _fd = -1;
+    int _fd = -1; ///< for reading only, so that nothing written to its number by mistake goes in
     dev_t _device = 0; ///< with the next, which file it is
     ino_t _inode = 0;
     SharedMutex* _mutex = nullptr;

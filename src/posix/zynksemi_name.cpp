@@ -51,7 +51,7 @@ int NamedLock::Request() {
     if (currentThread == Stranger)
         if (const int error = EnrolThread(); error != 0)
             return error;
-    if (const int error = _file->Lock(true); error != 0)
+    if (const int error = _file->Lock(); error != 0)
         return error;
     const std::uint64_t grant = _file->grants.load(std::memory_order_relaxed) + 1;
     _file->grants.store(grant, std::memory_order_relaxed);
@@ -70,19 +70,9 @@ int NamedLock::SetFree() noexcept {
     return pthread_mutex_unlock(&_file->mutex);
 }
 
-// An owner's token alone does not tell: its thread may have ended, and the lock may have gone to
-// another process since.
-bool NamedLock::IsHeldHere() noexcept {
-    if (IsHeld())
-        return true;
-    if (_owner.load(std::memory_order_relaxed) == Nobody)
-        return false;
-    const int error = _file->Lock(false);
-    if (error == EBUSY)
-        return _file->grants.load(std::memory_order_relaxed) == Grant();
-    if (error == 0)
-        SetFree();
-    return false;
+void NamedLock::EndThread(Token thread) noexcept {
+    if (_owner.load(std::memory_order_relaxed) == thread)
+        _owner.store(Nobody, std::memory_order_relaxed);
 }
 
 // What the parent's threads hold is theirs.

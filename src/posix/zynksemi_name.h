@@ -25,13 +25,13 @@ class NamedLock final : public Lock {
 
     bool IsHeld() const { return _owner.load(std::memory_order_relaxed) == currentThread; }
     /// Whether a thread of this process that has not ended holds it.
-    bool IsHeldHere() noexcept;
+    bool IsHeldHere() const { return _owner.load(std::memory_order_relaxed) != Nobody; }
     /// Which of all grants of the lock, to whatever process, was the latest to this one; 0 if none
     /// was.
     std::uint64_t Grant() const { return _grant.load(std::memory_order_relaxed); }
 
-    /// Nothing is to be done here: the system grants to others what an ended thread holds.
-    void EndThread(Token /*thread*/) noexcept override {}
+    /// The system grants to others what an ended thread holds; here it is no hold any more.
+    void EndThread(Token thread) noexcept override;
     void BeginChild(Token thread) noexcept override;
 
   private:

@@ -66,7 +66,8 @@ namespace {
 
 // A thread may still use its locks while the values that others keep for it are destroyed. Those
 // destructors run in rounds, and so their end is awaited; only the last round is left out, in which
-// tools that watch a thread take their leave of it.
+// tools that watch a thread take their leave of it. A thread that uses its first lock in one of
+// these rounds is awaited for as many more, which it may not have.
 constexpr int LastRound = PTHREAD_DESTRUCTOR_ITERATIONS - 1;
 constinit char rounds[LastRound + 1] = {};
 
@@ -88,19 +89,17 @@ void OnEnd(void* value) {
 }
 
 // The key goes when the library is unloaded: a thread that ends later would call what is no longer
-// there.
-struct Unload {
-    ~Unload() {
-        if (endIsTold.exchange(false))
-            pthread_key_delete(endOfThread);
-    }
-};
+// there. At the end of the process this comes behind the destructors of objects, which may still
+// wait for threads.
+[[gnu::destructor]] void ForgetKey() {
+    if (endIsTold.exchange(false))
+        pthread_key_delete(endOfThread);
+}
 
 int Prepare() {
     if (const int error = pthread_key_create(&endOfThread, &OnEnd); error != 0)
         return error;
     endIsTold = true;
-    static const Unload unload;
     return pthread_atfork(&Locks::PrepareFork, &Locks::ContinueParent, &Locks::BeginChild);
 }
 

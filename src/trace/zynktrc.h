@@ -224,6 +224,7 @@ class ZYN_EXPORT ZynTrace {
                             unsigned int component, std::string_view text);
     static ZynString TraceFileName();
     static void OpenAnew();
+    static bool IsOwnFile();
     static void CloseFile();
     static void WriteToFile(std::string_view entry);
     static void Rotate();
@@ -271,29 +272,28 @@ class ZYN_EXPORT ZynTrace::Text {
 /// Writes the exit line of a function, on every way out; the entry line is the macro's.
 class ZynTrace::ZynCtrFlow {
   public:
-    ZynCtrFlow(const char* flowFile, unsigned long flowLine, const char* flowFunction,
-               unsigned long flowLevel, unsigned int flowComponent)
-        : file(flowFile), line(flowLine), function(flowFunction), level(flowLevel),
-          component(flowComponent) {}
+    ZynCtrFlow(const char* file, unsigned long line, const char* function, unsigned long level,
+               unsigned int component)
+        : _file(file), _line(line), _function(function), _level(level), _component(component) {}
     ZynCtrFlow(const ZynCtrFlow&) = delete;
     ZynCtrFlow& operator=(const ZynCtrFlow&) = delete;
     ~ZynCtrFlow() {
-        if (IsExitOpen(level, Flow, component)) [[unlikely]]
-            Trace(file, line, function, level, Flow, component, " <exit");
+        if (IsExitOpen(_level, Flow, _component)) [[unlikely]]
+            Trace(_file, _line, _function, _level, Flow, _component, " <exit");
     }
 
     /// Writes the entry line if its gate is open.
     void Enter() const {
-        if (IsOpen(level, Flow, component)) [[unlikely]]
-            Trace(file, line, function, level, Flow, component, " >entry");
+        if (IsOpen(_level, Flow, _component)) [[unlikely]]
+            Trace(_file, _line, _function, _level, Flow, _component, " >entry");
     }
 
   private:
-    const char* file;
-    unsigned long line;
-    const char* function;
-    unsigned long level;
-    unsigned int component;
+    const char* _file;
+    unsigned long _line;
+    const char* _function;
+    unsigned long _level;
+    unsigned int _component;
 };
 
 /// A name that the modules above read; the trace itself does not.

@@ -13,13 +13,20 @@ constinit unsigned long ZynTrace::_TraceFileWrittenBytes = 0;
 constinit int ZynTrace::_fdesc = 0;
 constinit unsigned long ZynTrace::_opentries = 0;
 
+namespace {
+
+// Of the file that was opened last.
+constinit zynkplat::FileIdentity identity = {};
+
+} // namespace
+
 namespace zynktrc {
 
 constinit std::atomic<int> FileLock::_users{0};
 
 // Counts itself ahead of the look at the pointer, so that whoever has taken the pointer away and
 // finds no users knows that there will be none.
-FileLock::FileLock(const std::atomic<ZynMutexSemaphore*>& semaphore) : _held(nullptr) {
+FileLock::FileLock(const std::atomic<ZynMutexSemaphore*>& semaphore) {
     ++_users;
     ZynMutexSemaphore* const found = semaphore.load();
     try {
@@ -104,10 +111,17 @@ void ZynTrace::OpenAnew() {
     _TraceFileName = names->name.get();
 }
 
+// A host that closes all descriptors, as one does that goes into the background, has other files
+// under their numbers later.
+bool ZynTrace::IsOwnFile() {
+    return zynkplat::IdentityOf(_fdesc) == identity;
+}
+
 void ZynTrace::CloseFile() {
     const zynktrc::FileLock lock(_pSem);
-    if (_fdesc != 0)
-        zynkplat::Close(std::exchange(_fdesc, 0));
+    if (_fdesc != 0 && IsOwnFile())
+        zynkplat::Close(_fdesc);
+    _fdesc = 0;
 }
 
 // The result of the open is compared with 0 only: a file that can't be opened gives -1, and is not
@@ -123,8 +137,10 @@ void ZynTrace::WriteToFile(std::string_view entry) {
         if (_fdesc == 0)
             return;
         _opentries = 0;
+        identity = zynkplat::IdentityOf(_fdesc);
     }
-    zynkplat::Append(_fdesc, entry.data(), entry.size());
+    if (IsOwnFile())
+        zynkplat::Append(_fdesc, entry.data(), entry.size());
     _TraceFileWrittenBytes += entry.size();
     if (Read(_FlipFlopTrace) && _TraceFileWrittenBytes > Read(_TraceFileSize))
         Rotate();

@@ -23,7 +23,7 @@ class FileLock {
   private:
     static std::atomic<int> _users;
 
-    ZynMutexSemaphore* _held;
+    ZynMutexSemaphore* _held = nullptr;
 };
 
 } // namespace zynktrc

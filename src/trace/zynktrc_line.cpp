@@ -60,9 +60,11 @@ void Line::PutNumber(unsigned long number, std::size_t width) {
 // The date and the time up to the second are kept until the next one: breaking them down is most of
 // what a line costs.
 void Line::PutTime() {
-    using namespace std::chrono;
-    const auto now = duration_cast<milliseconds>(system_clock::now().time_since_epoch());
-    const auto second = floor<seconds>(now);
+    using std::chrono::milliseconds;
+    using std::chrono::seconds;
+    const auto now = std::chrono::duration_cast<milliseconds>(
+        std::chrono::system_clock::now().time_since_epoch());
+    const auto second = std::chrono::floor<seconds>(now);
     struct Kept {
         long long second = -1;
         char text[22];

@@ -1,6 +1,7 @@
 #include "contract/failing.h"
 
 #include <pwd.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -26,6 +27,20 @@ TEST(ProcessFacts, Ids) {
     EXPECT_TRUE(ZynOpSys::ThreadIDEqual(ZynOpSys::ThreadID(), ZynOpSys::ThreadID()));
     EXPECT_EQ(ZynOpSys::ThreadIDAsKey(7), 7U);
     EXPECT_EQ(ZynOpSys::Platform(), ZynPlatform::Linux);
+}
+
+// Also of a child whose birth no handler of the runtime is told.
+TEST(ProcessFacts, OfAChildWithoutHandlers) {
+    ZynOpSys::ThreadID();
+    const pid_t child = _Fork();
+    if (child == 0)
+        _exit(ZynOpSys::ThreadID() == static_cast<unsigned long>(getpid()) &&
+                      zynkplat::CurrentProcessId() != ZynOpSys::_pid
+                  ? 0
+                  : 1);
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
 }
 
 // That the buffer's size counts the terminator, and the names themselves.

@@ -149,6 +149,12 @@ late = time - start
 check(-0.002 < late.total_seconds() < 60, late)
 check(line["process"] == "       p" and line["level"] is None, line)
 
+# A lock's failures do not go out at level 0.
+run = Run("release", "filter", 0, 2, 1, "release", TRACE_CRITERIA="1,0002,00000001")
+line, = run.lines()
+check((line["level"], line["function"]) == ("01", "ZynMutexSemaphoreImpl::Release") and
+      line["text"].startswith("THROW_INT, ZynOSException, ServiceName=ReleaseMutex"), line)
+
 # Names of the file.
 for settings, name in (
         ({}, "zyntrc.log"), ({"TRACE_FILE": "x"}, "x.log"), ({"TRACE_FILE": "x."}, "x.log"),
@@ -212,6 +218,10 @@ run = Run("error", TRACE_CRITERIA=ALL, TRACE_FILE="no/such/folder/x")
 run = Run("error", "descriptors", before=lambda f: (f / "zyntrc.log").mkdir(), TRACE_CRITERIA=ALL)
 run = Run("line", 1, 0x40, 1, "closeall", "error", "error", TRACE_CRITERIA=ALL)
 check("an error" not in run.text(), "a line into a closed descriptor")
+run = Run("error", "takedescriptors", "own", "error", "reinit", "error", "descriptors",
+          TRACE_CRITERIA="1,0002,00000001")
+check((run.folder / "own").read_text() == "the host's own" and run.texts() == ["an error"] * 2 and
+      "descriptors 11" in run.output, "a descriptor that is another file's by now")
 run = Run("closeinput", "error", "error", "error", "facts", TRACE_CRITERIA="1,0002,00000001")
 check(run.texts() == ["an error"] * 2, "a descriptor of 0 counts as none")
 os.mkfifo(fifo := Path(tempfile.mkdtemp()) / "fifo")

@@ -208,6 +208,23 @@ const std::map<std::string, std::function<void(Words&)>> commands = {
          for (int i = 3; i < 100; ++i)
              close(i);
      }},
+    {"release",
+     [](Words&) {
+         ZynMutexSemaphore lock;
+         try {
+             lock.Release();
+         } catch (const ZynOSException& error) {
+             std::cout << error.AsString() << '\n';
+         }
+     }},
+    {"takedescriptors",
+     [](Words& w) {
+         std::ofstream(w.Text()) << "the host's own";
+         for (int i = 3; i < 10; ++i)
+             close(i);
+         while (open("own", O_RDWR) < 9)
+             ;
+     }},
     {"closeinput", [](Words&) { close(0); }},
     {"descriptors",
      [](Words&) {
