@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "zynkplat.h"
+#include "zynkplat_descriptor.h"
 #include "zynkvoc.h"
 
 namespace zynkplat {
@@ -23,21 +24,6 @@ namespace {
 constexpr std::string_view DeletedMark = " (deleted)";
 constexpr std::size_t LongestUserEntry = 1UL << 20U;
 constexpr std::size_t BytesAtATime = 1UL << 14U;
-
-class Descriptor {
-  public:
-    explicit Descriptor(int descriptor) : _descriptor(descriptor) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (_descriptor >= 0)
-            close(_descriptor);
-    }
-    int Get() const { return _descriptor; }
-
-  private:
-    int _descriptor;
-};
 
 // A word of memory that is 0 again in whatever way a child of this process came into being; null on
 // a system that has none.

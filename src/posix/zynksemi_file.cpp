@@ -11,7 +11,11 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "zynkplat_descriptor.h"
+
 namespace zynksem {
+
+using zynkplat::Descriptor;
 
 namespace {
 
@@ -33,31 +37,14 @@ int Persist(Call call) {
     return error;
 }
 
-/// A descriptor that is closed unless it is kept.
-class Descriptor {
-  public:
-    /// Not one of the first three: a process that has closed its standard output still writes to
-    /// it, and that must not go into a mutex.
-    explicit Descriptor(int fd) : _fd(fd) {
-        if (fd < 0 || fd > STDERR_FILENO)
-            return;
-        _fd = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-        const int error = errno;
-        close(fd);
-        errno = error;
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (_fd >= 0)
-            close(_fd);
-    }
-    operator int() const { return _fd; }
-    int Keep() { return std::exchange(_fd, -1); }
-
-  private:
-    int _fd;
-};
+/// The descriptor, but none of the first three: a process that has closed its standard output still
+/// writes to it, and that must not go into a mutex.
+int NoStandardOne(int fd) {
+    if (fd < 0 || fd > STDERR_FILENO)
+        return fd;
+    const Descriptor standard(fd);
+    return fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+}
 
 Path PathOf(int fd) {
     Path path = {};
@@ -67,7 +54,7 @@ Path PathOf(int fd) {
 
 /// The same file once more.
 int ForReading(int fd) {
-    return open(PathOf(fd).data(), O_RDONLY | O_CLOEXEC);
+    return NoStandardOne(open(PathOf(fd).data(), O_RDONLY | O_CLOEXEC));
 }
 
 int LockShared(int fd) {
@@ -132,14 +119,18 @@ int MutexFile::Open() {
 // ENOENT also if it has been removed meanwhile.
 int MutexFile::OpenExisting() {
     // What is no regular file is not waited for, nor does it become the process's terminal.
-    Descriptor fd(open(_path.data(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
+    constexpr int Flags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+    const Descriptor file(NoStandardOne(open(_path.data(), Flags)));
+    const int fd = file.Get();
     struct stat status = {};
     if (fd < 0 || fstat(fd, &status) != 0)
         return errno;
     if (!IsOurs(fd, status))
         return EINVAL;
     Descriptor kept(ForReading(fd));
-    if (const int error = LockShared(kept); error != 0)
+    if (kept.Get() < 0)
+        return errno;
+    if (const int error = LockShared(kept.Get()); error != 0)
         return error;
     _device = status.st_dev;
     _inode = status.st_ino;
@@ -153,7 +144,8 @@ int MutexFile::OpenExisting() {
 
 // EEXIST if another process was faster. The file has no name until it is complete.
 int MutexFile::Create() {
-    Descriptor fd(open(Directory, O_TMPFILE | O_RDWR | O_CLOEXEC, AllUsers));
+    const Descriptor file(NoStandardOne(open(Directory, O_TMPFILE | O_RDWR | O_CLOEXEC, AllUsers)));
+    const int fd = file.Get();
     struct stat status = {};
     if (fd < 0 || fstat(fd, &status) != 0 || fchmod(fd, AllUsers) != 0)
         return errno;
@@ -162,8 +154,10 @@ int MutexFile::Create() {
     // Memory that is short is told here and not by a signal at the first access.
     int error = Persist([&] { return posix_fallocate(fd, 0, sizeof(SharedMutex)); });
     Descriptor kept(ForReading(fd));
+    if (error == 0 && kept.Get() < 0)
+        error = errno;
     if (error == 0)
-        error = LockShared(kept);
+        error = LockShared(kept.Get());
     if (error == 0)
         error = Map(fd);
     if (error != 0)
