@@ -56,7 +56,7 @@ std::string Replace(std::string text, char what, char by) {
     return text;
 }
 
-// Rows of a specification, "ab:c*" if empty, and words behind it with "|" ahead of each, and the
+// Rows of the known letters, "ab:c*" if empty, and words behind it with "|" ahead of each, and the
 // results; with "_" for a blank and ";" for a line feed.
 void Check(const std::string& table) {
     for (const auto& [row, expected] : Rows<std::string, std::string>(table)) {
