@@ -1,5 +1,6 @@
 #include "zynkdbg.h"
 
+#include <atomic>
 #include <cstdio>
 #include <string_view>
 #include <utility>
@@ -47,11 +48,15 @@ void zynkAssert(const char* condition, const char* file, unsigned int line) {
 
 // A file that can't be opened gives -1, which is not looked at: the writes then fail unnoticed.
 void ZynDumpTraceBufs() {
-    if (!ZynTrace::Xt() || ZynTrace::AlreadyDumped())
+    static std::atomic<bool> isUnderWay{false}; // a check may fail in the dump itself
+    if (!ZynTrace::Xt() || ZynTrace::AlreadyDumped() || ZynTrace::IsForkedChild() ||
+        isUnderWay.exchange(true))
         return;
     const int file = zynkplat::OpenForAppending(ZynTrace::GetTraceFile().C_str());
-    if (file == 0)
+    if (file == 0) {
+        isUnderWay = false;
         return;
+    }
     if (ZynTrace::IsErrorOpen(ZynTrace::Error, ZynTrace::Kernel))
         ZynTrace::Trace(__FILE_NAME__, __LINE__, "ZynDumpTraceBufs", ZynTrace::ErrorLevel,
                         ZynTrace::Error, ZynTrace::Kernel, failureText);
@@ -74,4 +79,5 @@ void ZynDumpTraceBufs() {
     }
     ZynTrace::_dumped = true;
     zynkplat::Close(file);
+    isUnderWay = false;
 }

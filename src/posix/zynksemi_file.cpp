@@ -106,6 +106,15 @@ int SharedMutex::Lock() noexcept {
     return error == EOWNERDEAD ? pthread_mutex_consistent(&mutex) : error;
 }
 
+bool SharedMutex::IsLeft() noexcept {
+    const int error = pthread_mutex_trylock(&mutex);
+    if (error == EOWNERDEAD)
+        pthread_mutex_consistent(&mutex);
+    if (error == 0 || error == EOWNERDEAD)
+        pthread_mutex_unlock(&mutex);
+    return error != EBUSY;
+}
+
 // Each turn of this loop is another process's creation or removal.
 int MutexFile::Open() {
     for (;;) {
@@ -130,6 +139,9 @@ int MutexFile::OpenExisting() {
     Descriptor kept(ForReading(fd));
     if (kept.Get() < 0)
         return errno;
+    // Both: the mapping holds the one, also if all descriptors are closed behind our back.
+    if (const int error = LockShared(fd); error != 0)
+        return error;
     if (const int error = LockShared(kept.Get()); error != 0)
         return error;
     _device = status.st_dev;
@@ -156,6 +168,8 @@ int MutexFile::Create() {
     Descriptor kept(ForReading(fd));
     if (error == 0 && kept.Get() < 0)
         error = errno;
+    if (error == 0)
+        error = LockShared(fd);
     if (error == 0)
         error = LockShared(kept.Get());
     if (error == 0)

@@ -36,6 +36,8 @@ struct SharedMutex {
     /// Takes the mutex. What a dead owner has left is taken as if it was free. 0 or the error
     /// number.
     int Lock() noexcept;
+    /// Whether no thread holds it any more, nor has yet to be noticed to have ended with it.
+    bool IsLeft() noexcept;
 };
 
 /// An open file with a mutex in it.

@@ -31,6 +31,11 @@ int NamedLock::RemoveUser() noexcept {
         SetFree();
     else if (IsHeldHere())
         return EBUSY;
+    // The system finds what an ended thread has left by its address, and so that has to stay until
+    // then; the next user takes the lock over.
+    const bool isLatest = _file->grants.load(std::memory_order_relaxed) == Grant();
+    if (_hasEndedOwner && isLatest && !_file->IsLeft())
+        return 0;
     NamedLock** link = &_first;
     while (*link != this)
         link = &(*link)->_next;
@@ -57,6 +62,7 @@ int NamedLock::Request() {
     _file->grants.store(grant, std::memory_order_relaxed);
     _grant.store(grant, std::memory_order_relaxed);
     _owner.store(currentThread, std::memory_order_relaxed);
+    _hasEndedOwner = false;
     _depth = 1;
     return 0;
 }
@@ -71,8 +77,10 @@ int NamedLock::SetFree() noexcept {
 }
 
 void NamedLock::EndThread(Token thread) noexcept {
-    if (_owner.load(std::memory_order_relaxed) == thread)
-        _owner.store(Nobody, std::memory_order_relaxed);
+    if (_owner.load(std::memory_order_relaxed) != thread)
+        return;
+    _hasEndedOwner = true;
+    _owner.store(Nobody, std::memory_order_relaxed);
 }
 
 // What the parent's threads hold is theirs.

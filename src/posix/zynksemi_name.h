@@ -49,6 +49,7 @@ class NamedLock final : public Lock {
     std::atomic<Token> _owner = Nobody;
     std::atomic<std::uint64_t> _grant = 0;
     unsigned long _depth = 0;
+    std::atomic<bool> _hasEndedOwner = false;
 };
 
 } // namespace zynksem

@@ -8,7 +8,6 @@
 #include <memory>
 #include <utility>
 
-#include "zynkops.h"
 #include "zynkplat.h"
 #include "zynksem.h"
 #include "zynktrc_codes.h"
@@ -31,6 +30,7 @@ constinit std::atomic<bool> ZynTrace::_dumped{false};
 constinit std::atomic<ZynMutexSemaphore*> ZynTrace::_pSem{nullptr};
 constinit std::atomic<ZynTraceBuffer*> ZynTrace::_pTrcb{nullptr};
 constinit ZynTraceBuffer* ZynTrace::_retired = nullptr;
+constinit std::atomic<bool> ZynTrace::_isRetiring{false};
 
 namespace {
 
@@ -111,7 +111,7 @@ void ZynTrace::Unload() noexcept {
     zynktrc::FileLock::Retire(_pSem, [] {
         SetFilter(0, 0, 0);
         Stop();
-        if (Xt() && ZynOpSys::_pid == zynkplat::CurrentProcessId())
+        if (Xt())
             RetireBuffers();
         Write(_gate._Xt, false);
     });
@@ -231,21 +231,22 @@ bool ZynTrace::MakeBuffers() noexcept {
 }
 
 void ZynTrace::RetireBuffers() noexcept {
-    static std::atomic<bool> isUnderWay{false}; // the receiver of the last area may come here again
     ZynTraceBuffer* const buffers = _pTrcb.load();
-    if (buffers == nullptr || isUnderWay.exchange(true))
+    if (buffers == nullptr || _isRetiring.exchange(true))
         return;
     try {
-        buffers->Flush();
+        if (!IsForkedChild())
+            buffers->Flush();
     } catch (...) { // NOLINT(bugprone-empty-catch): a failure of the trace is never reported
     }
     _pTrcb.store(nullptr);
     buffers->_older = std::exchange(_retired, buffers);
-    isUnderWay = false;
+    _isRetiring = false;
 }
 
+// The receiver of the last area may call it in the middle of the switching off, which goes on.
 void ZynTrace::SetXt(bool on, void (*notify)(), ZynTraceBufReg* reg) {
-    if (!Read(_Initialized))
+    if (!Read(_Initialized) || _isRetiring)
         return;
     Write(_pNotifyBufSwFn, notify);
     if (!Xt() && on) {
@@ -289,7 +290,7 @@ void ZynTrace::NotifyBufferSwitch() {
 
 void ZynTrace::Flush() noexcept {
     ZynTraceBuffer* const buffers = _pTrcb.load();
-    if (!Xt() || buffers == nullptr)
+    if (!Xt() || buffers == nullptr || IsForkedChild())
         return;
     try {
         buffers->Flush();

@@ -216,6 +216,7 @@ class ZYN_EXPORT ZynTrace {
                (Read(_gate._Categories) & category) != 0 && Read(_gate._On);
     }
 
+    static bool IsForkedChild();
     static void WriteBanner();
     static bool MakeBuffers() noexcept;
     static void RetireBuffers() noexcept;
@@ -247,6 +248,7 @@ class ZYN_EXPORT ZynTrace {
     static std::atomic<ZynMutexSemaphore*> _pSem;
     static std::atomic<ZynTraceBuffer*> _pTrcb;
     static ZynTraceBuffer* _retired;
+    static std::atomic<bool> _isRetiring;
 };
 
 /// A character stream for the text of one line. It is lent by the calling thread, so that a line

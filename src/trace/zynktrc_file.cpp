@@ -100,10 +100,12 @@ void ZynTrace::OpenAnew() {
     static Former* names = nullptr;
     const zynktrc::FileLock lock(_pSem);
     CloseFile();
-    const ZynString* const known = _TraceFileName.load();
     auto name = std::make_unique<const ZynString>(TraceFileName());
-    if (known != nullptr && *known == *name)
-        return;
+    for (const Former* former = names; former != nullptr; former = former->older.get())
+        if (*former->name == *name) {
+            _TraceFileName = former->name.get();
+            return;
+        }
     auto former = std::make_unique<Former>();
     former->name = std::move(name);
     former->older.reset(names);
@@ -152,7 +154,8 @@ void ZynTrace::Rotate() {
     _opentries = 0;
     _TraceFileWrittenBytes = 0;
     const ZynString& name = GetTraceFile();
-    const ZynString older = name | ".bak";
-    zynkplat::RemoveFile(older.C_str());
-    zynkplat::RenameFile(name.C_str(), older.C_str());
+    // Not from a copy: others copy the name as well, and its count is a plain one.
+    const std::string older = std::string(name.C_str()) + ".bak";
+    zynkplat::RemoveFile(older.c_str());
+    zynkplat::RenameFile(name.C_str(), older.c_str());
 }

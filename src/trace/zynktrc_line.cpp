@@ -127,11 +127,6 @@ namespace {
 constexpr int MaxNesting = 3;
 thread_local int nesting = 0;
 
-// The check of the process's id would fail at each line there, and be a line itself.
-bool IsForkedChild() {
-    return ZynOpSys::_pid != zynkplat::CurrentProcessId();
-}
-
 // The extent of a line. Those who trace an error may look at `errno` afterwards.
 class Nesting {
   public:
@@ -148,6 +143,11 @@ class Nesting {
 };
 
 } // namespace
+
+// The check of the process's id would fail at each line there, and be a line itself.
+bool ZynTrace::IsForkedChild() {
+    return ZynOpSys::_pid != zynkplat::CurrentProcessId();
+}
 
 const ZynString& ZynTrace::ProcessNameAsString() {
     // Never destroyed: there are lines up to the end. The platform is asked, not ZynOpSys: a failed

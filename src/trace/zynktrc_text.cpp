@@ -84,6 +84,8 @@ class ZynTrace::Text::Lent {
         _stream.fill(' ');
         _stream.width(0);
         _stream.tie(nullptr);
+        if (_stream.getloc() != std::locale::classic())
+            _stream.imbue(std::locale::classic());
     }
 
     static thread_local Lent* spare;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <thread>
 
 #include "zynkops.h"
 #include "zynktrcb_walk.h"
@@ -62,7 +63,7 @@ char* ZynTraceBuffer::Init(unsigned long index) {
     char* const area = _buf[index];
     std::memset(area, 0, _size);
     std::memcpy(area, HeaderTemplate, zynktrcb::HeaderLength);
-    zynkxdr::StoreWord(area + ProcessOffset, static_cast<std::uint32_t>(ZynOpSys::ProcessID()));
+    zynkxdr::StoreWord(area + ProcessOffset, static_cast<std::uint32_t>(ZynOpSys::_pid));
     zynkxdr::StoreWord(area + PlatformOffset, static_cast<std::uint32_t>(ZynOpSys::Platform()));
     zynkxdr::StoreWord(area + SequenceOffset,
                        lastSequenceNumber.fetch_add(1, std::memory_order_relaxed) + 1);
@@ -113,15 +114,24 @@ bool ZynTraceBuffer::Store(std::string_view entry) {
     return true;
 }
 
+// One thread switches; others that found no room wait for the moment in which it clears the next
+// area.
 void ZynTraceBuffer::Switch() {
+    const unsigned long full = AreaOf(_pCurr.load(std::memory_order_acquire));
+    if (_isSwitching.exchange(true, std::memory_order_acquire)) {
+        while (_isSwitching.load(std::memory_order_acquire))
+            std::this_thread::yield();
+        return;
+    }
     char* at = _pCurr.load(std::memory_order_acquire);
-    const unsigned long old = AreaOf(at);
-    char* const fresh = Init((old + 1) % Areas);
-    while (!_pCurr.compare_exchange_weak(at, fresh, std::memory_order_acq_rel))
-        if (AreaOf(at) != old)
-            return; // another thread has switched meanwhile
+    const bool isStillFull = AreaOf(at) == full;
+    if (isStillFull)
+        at = _pCurr.exchange(Init((full + 1) % Areas), std::memory_order_acq_rel);
+    _isSwitching.store(false, std::memory_order_release);
+    if (!isStillFull)
+        return;
     ZynTrace::NotifyBufferSwitch();
-    PostProcess(old, static_cast<unsigned long>(at - _buf[old]));
+    PostProcess(full, static_cast<unsigned long>(at - _buf[full]));
 }
 
 // The receiver gets a value of its own, to keep or to change: late lines of other threads may still

@@ -50,6 +50,7 @@ class ZYN_EXPORT ZynTraceBuffer {
 
     unsigned long _size;
     std::atomic<char*> _pCurr{nullptr}; ///< next free byte; it tells the current area as well
+    std::atomic<bool> _isSwitching{false};
     char* _buf[Areas];
     ZynBinary _areas[Areas];          ///< the owners
     ZynTraceBuffer* _older = nullptr; ///< the next one that was given up

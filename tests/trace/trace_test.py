@@ -37,7 +37,7 @@ class Run:
         if before:
             before(self.folder)
         env = {k: v for k, v in os.environ.items() if not k.startswith("ZYN_")}
-        env |= {k if k == "TZ" else "ZYN_" + k: v for k, v in settings.items()}
+        env |= {k if k in ("TZ", "ASAN_OPTIONS") else "ZYN_" + k: v for k, v in settings.items()}
         run = subprocess.run([program, *map(str, commands)], cwd=self.folder, env=env, text=True,
                              stdout=subprocess.PIPE, timeout=250)
         check(run.returncode == expect, f"{commands} ended with {run.returncode}")
@@ -290,7 +290,9 @@ check((run.folder / "areas").read_bytes().count(b"an error\n") == 2, "areas of t
 check(run.texts() == ["an error"] * 2 and run.output.splitlines() ==
       ["buffers 6553611", "buffers 6553611", "buffers 000", "buffers 6553611", "switches 1",
        "buffers 000"], run.output)
-run = Run("cancel", "error", TRACE_CRITERIA="1,0042,00000001")
+# The sanitizer does not see that the stack of a cancelled thread is unwound, and would meet its own
+# marks there.
+run = Run("cancel", "error", TRACE_CRITERIA="1,0042,00000001", ASAN_OPTIONS="use_sigaltstack=0")
 check(run.texts()[-1] == "an error", "a thread that was cancelled in a line")
 
 # Externalised areas: header and records whose lengths agree; the last one comes at the unload.
