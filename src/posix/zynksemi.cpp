@@ -4,7 +4,6 @@
 #include <bit>
 #include <cerrno>
 #include <new>
-#include <sstream>
 #include <utility>
 
 #include <linux/futex.h>

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
-#include <utility>
 
 #include <fcntl.h>
 #include <sys/file.h>

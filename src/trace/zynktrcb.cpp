@@ -124,7 +124,7 @@ void ZynTraceBuffer::Switch() {
         return;
     }
     char* at = _pCurr.load(std::memory_order_acquire);
-    const bool isStillFull = AreaOf(at) == full;
+    const bool isStillFull = at >= _buf[full] && at <= _buf[full] + _size;
     if (isStillFull)
         at = _pCurr.exchange(Init((full + 1) % Areas), std::memory_order_acq_rel);
     _isSwitching.store(false, std::memory_order_release);

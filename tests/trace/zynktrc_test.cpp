@@ -8,34 +8,30 @@
 namespace {
 
 TEST(TraceWords, AreNumbersOfAFixedForm) {
-    const std::tuple<const char*, bool, unsigned long> decimal[] = {
-        {"0", true, 0},
-        {"0000000005", true, 5},
-        {"4294967295", true, 4294967295},
-        {"9999999999", true, 4294967295},
-        {"12345678901", false, 7},
-        {"", false, 7},
-        {"-1", false, 7},
-        {"5 ", false, 7},
-        {"a", false, 7},
-        {nullptr, false, 7}};
-    for (const auto& [text, isNumber, expected] : decimal) {
+    const auto decimal = ZynTrace::LongFromString;
+    const auto hexadecimal = ZynTrace::LongFromHexString;
+    const std::tuple<decltype(decimal), const char*, bool, unsigned long> rows[] = {
+        {decimal, "0", true, 0},
+        {decimal, "0000000005", true, 5},
+        {decimal, "4294967295", true, 4294967295},
+        {decimal, "9999999999", true, 4294967295},
+        {decimal, "12345678901", false, 7},
+        {decimal, "", false, 7},
+        {decimal, "-1", false, 7},
+        {decimal, "5 ", false, 7},
+        {decimal, "a", false, 7},
+        {decimal, nullptr, false, 7},
+        {hexadecimal, "ff", true, 255},
+        {hexadecimal, "FFFFFFFF", true, 0xFFFFFFFF},
+        {hexadecimal, "aBcDeF01", true, 0xABCDEF01},
+        {hexadecimal, "123456789", false, 7},
+        {hexadecimal, "", false, 7},
+        {hexadecimal, "0x1", false, 7},
+        {hexadecimal, "-1", false, 7},
+        {hexadecimal, nullptr, false, 7}};
+    for (const auto& [parse, text, isNumber, expected] : rows) {
         unsigned long number = 7;
-        EXPECT_EQ(ZynTrace::LongFromString(number, text), isNumber);
-        EXPECT_EQ(number, expected);
-    }
-    const std::tuple<const char*, bool, unsigned long> hexadecimal[] = {
-        {"ff", true, 255},
-        {"FFFFFFFF", true, 0xFFFFFFFF},
-        {"aBcDeF01", true, 0xABCDEF01},
-        {"123456789", false, 7},
-        {"", false, 7},
-        {"0x1", false, 7},
-        {"-1", false, 7},
-        {nullptr, false, 7}};
-    for (const auto& [text, isNumber, expected] : hexadecimal) {
-        unsigned long number = 7;
-        EXPECT_EQ(ZynTrace::LongFromHexString(number, text), isNumber);
+        EXPECT_EQ(parse(number, text), isNumber);
         EXPECT_EQ(number, expected);
     }
 }
