@@ -60,8 +60,9 @@ void ZynDumpTraceBufs() {
     if (ZynTrace::IsErrorOpen(ZynTrace::Error, ZynTrace::Kernel))
         ZynTrace::Trace(__FILE_NAME__, __LINE__, "ZynDumpTraceBufs", ZynTrace::ErrorLevel,
                         ZynTrace::Error, ZynTrace::Kernel, failureText);
-    const auto append = [file](std::string_view piece) {
-        zynkplat::Append(file, piece.data(), piece.size());
+    const bool isLimited = zynkplat::HasFileSizeLimit();
+    const auto append = [file, isLimited](std::string_view piece) {
+        zynkplat::Append(file, piece.data(), piece.size(), isLimited);
     };
     append("------------------- Assertion occurred.  --------------------------------\n");
     append("    ");

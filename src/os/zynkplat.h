@@ -48,12 +48,15 @@ extern const char DirectorySeparator;
 extern const char* const TracePlatform;
 
 /// @name Files of the trace
-/// No failure of the later ones is told.
+/// What else fails is not told.
 /// @{
 /// A descriptor of the file, which is created if it is missing; -1 if it can't be opened.
 int OpenForAppending(const char* name);
-/// In one write. What can't be written is lost.
-void Append(int file, const char* bytes, unsigned long n);
+/// Whether the process may be ended for a write beyond a limit of file sizes.
+bool HasFileSizeLimit();
+/// In one write, which fails at a limit of file sizes if one is told of. What can't be written is
+/// lost; false if that is all of it.
+bool Append(int file, const char* bytes, unsigned long n, bool isLimited);
 void Close(int file);
 /// Which file a descriptor is of; 0 in both if it is of none.
 struct FileIdentity {

@@ -33,7 +33,7 @@ class Uncancelled {
 };
 
 // A write beyond the process's limit of file sizes fails, as on a full disk, instead of ending it.
-void AppendWithinLimit(int file, const char* bytes, unsigned long n) {
+ssize_t WriteWithinLimit(int file, const char* bytes, unsigned long n) {
     sigset_t limitSignal;
     sigset_t before;
     sigset_t pending;
@@ -47,11 +47,19 @@ void AppendWithinLimit(int file, const char* bytes, unsigned long n) {
         sigtimedwait(&limitSignal, nullptr, &now);
     }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return written;
 }
 
-bool HasFileSizeLimit() {
-    rlimit limit = {};
-    return getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY;
+// A host that goes into the background closes all its descriptors and opens files of its own, which
+// get the lowest numbers. A line must not come into them, so the file takes a high one. It keeps
+// its own where the process may have few, and 0, which counts as none.
+int Moved(int file) {
+    constexpr int High = 960; // below the 1024 of `select` and of the usual limit
+    const int moved = file > 0 ? fcntl(file, F_DUPFD_CLOEXEC, High) : -1;
+    if (moved < 0)
+        return file;
+    close(file);
+    return moved;
 }
 
 } // namespace
@@ -62,15 +70,17 @@ int OpenForAppending(const char* name) {
     constexpr int Flags = O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
     constexpr mode_t OwnerOnly = 0600;
     const Uncancelled extent;
-    return open(name, Flags, OwnerOnly);
+    return Moved(open(name, Flags, OwnerOnly));
 }
 
-void Append(int file, const char* bytes, unsigned long n) {
+bool HasFileSizeLimit() {
+    rlimit limit = {};
+    return getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY;
+}
+
+bool Append(int file, const char* bytes, unsigned long n, bool isLimited) {
     const Uncancelled extent;
-    if (HasFileSizeLimit())
-        AppendWithinLimit(file, bytes, n);
-    else if (write(file, bytes, n) < 0)
-        return; // nobody asks
+    return (isLimited ? WriteWithinLimit(file, bytes, n) : write(file, bytes, n)) >= 0;
 }
 
 void Close(int file) {

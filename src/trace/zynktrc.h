@@ -226,6 +226,7 @@ class ZYN_EXPORT ZynTrace {
     static ZynString TraceFileName();
     static void OpenAnew();
     static bool IsOwnFile();
+    static void LookAtFile();
     static void CloseFile();
     static void WriteToFile(std::string_view entry);
     static void Rotate();

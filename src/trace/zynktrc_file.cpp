@@ -15,8 +15,11 @@ constinit unsigned long ZynTrace::_opentries = 0;
 
 namespace {
 
-// Of the file that was opened last.
+// Of the file that was opened last, under the lock of the file.
 constinit zynkplat::FileIdentity identity = {};
+constinit bool isLost = false;    // its descriptor is another file's, or closed
+constinit bool isLimited = false; // file sizes are
+constinit int linesToLook = 0;    // until the two are looked at again
 
 } // namespace
 
@@ -113,8 +116,7 @@ void ZynTrace::OpenAnew() {
     _TraceFileName = names->name.get();
 }
 
-// A host that closes all descriptors, as one does that goes into the background, has other files
-// under their numbers later.
+// A host that closes all descriptors may have other files under their numbers later.
 bool ZynTrace::IsOwnFile() {
     return zynkplat::IdentityOf(_fdesc) == identity;
 }
@@ -124,6 +126,15 @@ void ZynTrace::CloseFile() {
     if (_fdesc != 0 && IsOwnFile())
         zynkplat::Close(_fdesc);
     _fdesc = 0;
+}
+
+// What the host may change is not asked for at each line, where a call of the system would cost as
+// much as the line, but at some, and behind one that failed.
+void ZynTrace::LookAtFile() {
+    constexpr int LinesBetweenLooks = 64;
+    linesToLook = LinesBetweenLooks;
+    isLost = !IsOwnFile();
+    isLimited = zynkplat::HasFileSizeLimit();
 }
 
 // The result of the open is compared with 0 only: a file that can't be opened gives -1, and is not
@@ -140,9 +151,12 @@ void ZynTrace::WriteToFile(std::string_view entry) {
             return;
         _opentries = 0;
         identity = zynkplat::IdentityOf(_fdesc);
+        linesToLook = 0;
     }
-    if (IsOwnFile())
-        zynkplat::Append(_fdesc, entry.data(), entry.size());
+    if (linesToLook-- == 0)
+        LookAtFile();
+    if (!isLost && !zynkplat::Append(_fdesc, entry.data(), entry.size(), isLimited))
+        linesToLook = 0;
     _TraceFileWrittenBytes += entry.size();
     if (Read(_FlipFlopTrace) && _TraceFileWrittenBytes > Read(_TraceFileSize))
         Rotate();

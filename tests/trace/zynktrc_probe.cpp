@@ -205,7 +205,7 @@ const std::map<std::string, std::function<void(Words&)>> commands = {
     {"fork", [](Words&) { InChild([] { Flow(false); }); }},
     {"closeall",
      [](Words&) {
-         for (int i = 3; i < 100; ++i)
+         for (int i = 3; i < 1024; ++i)
              close(i);
      }},
     {"release",
@@ -220,8 +220,7 @@ const std::map<std::string, std::function<void(Words&)>> commands = {
     {"takedescriptors",
      [](Words& w) {
          std::ofstream(w.Text()) << "the host's own";
-         for (int i = 3; i < 10; ++i)
-             close(i);
+         commands.at("closeall")(w);
          while (open("own", O_RDWR) < 9)
              ;
      }},
@@ -229,7 +228,7 @@ const std::map<std::string, std::function<void(Words&)>> commands = {
     {"descriptors",
      [](Words&) {
          int open = 0;
-         for (int i = 0; i < 100; ++i)
+         for (int i = 0; i < 1024; ++i)
              open += fcntl(i, F_GETFD) >= 0 ? 1 : 0;
          std::cout << "descriptors " << open << '\n';
      }},
