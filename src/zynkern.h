@@ -5,6 +5,7 @@
 #include "zynkconv.h"
 #include "zynkdbg.h"
 #include "zynkdynp.h"
+#include "zynkgzt.h"
 #include "zynkoid.h"
 #include "zynkoids.h"
 #include "zynkops.h"

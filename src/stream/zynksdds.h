@@ -233,8 +233,20 @@ class ZYN_EXPORT ZynStream {
     void EndSubstream(const ZynStream& s);
     /// @}
 
-    /// Writes the initial work information header. Only for kind InternalRuntimeMessage.
+    /// @name Work information header
+    /// Only for kind InternalRuntimeMessage. The header's bytes are changed where they stand, also
+    /// in a closed stream, which stays so, and no cursor moves.
+    /// @{
+    /// Writes the initial header.
     void InitHXWIH();
+    /// Names the service that the message goes to, in at most 32 bytes; ZynGZT composes them.
+    void SetHXWIHServiceName(const ZynString& serviceName);
+    /// At most 8 bytes.
+    void SetHXWIHServiceStep(const ZynString& serviceStep);
+    /// Without the blanks at both ends. For test programs; the trace says so.
+    ZynString GetHXWIHServiceName();
+    ZynString GetHXWIHServiceStep();
+    /// @}
 
     /// @name Printed forms
     /// @{

@@ -1,0 +1,56 @@
+// The trace lines of what a test does, for tests of other subsystems.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+#include "zynktrc.h"
+
+/// While it lives, the lines up to `level` go to a file of its own, flow lines left out.
+class TraceLines {
+  public:
+    explicit TraceLines(unsigned long level) {
+        setenv("ZYN_TRACE_FILE", _name.c_str(), 1);
+        ZynTrace::ReInit();
+        ZynTrace::SetFilter(level, 0xFFFF, 0xFFFFFFFF);
+    }
+    TraceLines(const TraceLines&) = delete;
+    TraceLines& operator=(const TraceLines&) = delete;
+    ~TraceLines() {
+        ZynTrace::SetFilter(0, 0, 0);
+        unsetenv("ZYN_TRACE_FILE");
+        ZynTrace::ReInit();
+        std::filesystem::remove(_name + ".log");
+    }
+
+    /// Those that came since the last time: "03,Gn,Kr text".
+    std::vector<std::string> Take() {
+        static const std::regex form(
+            R"(.*\( *\d+\) \((..,..,..)\), .*\( *\d+- *\d+\), [^,]*, (.*))");
+        std::vector<std::string> lines;
+        std::ifstream file(_name + ".log");
+        file.seekg(_taken);
+        for (std::string line; std::getline(file, line);) {
+            _taken += static_cast<std::streamoff>(line.size()) + 1;
+            std::smatch parts;
+            const bool isLine = std::regex_match(line, parts, form);
+            const std::string text = isLine ? parts[2].str() : line;
+            if (text != " >entry" && text != " <exit")
+                lines.push_back(isLine ? parts[1].str() + " " + text : text);
+        }
+        return lines;
+    }
+
+  private:
+    std::string _name =
+        (std::filesystem::temp_directory_path() / ("lines" + std::to_string(getpid()))).string();
+    std::streamoff _taken = 0;
+};
