@@ -6,6 +6,7 @@
 #include "zynkdbg.h"
 #include "zynkdynp.h"
 #include "zynkgzt.h"
+#include "zynkicda.h"
 #include "zynkoid.h"
 #include "zynkoids.h"
 #include "zynkops.h"

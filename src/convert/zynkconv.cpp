@@ -1,6 +1,7 @@
+// ZynConverter: the code page of the process, names, exceptions. What converts stands in
+// zynkconv_text.cpp.
 #include "zynkconv.h"
 
-#include <atomic>
 #include <clocale>
 #include <ostream>
 #include <string>
@@ -9,9 +10,6 @@
 #include "zynktrc.h"
 
 namespace {
-
-constexpr unsigned short Ucs2 = 1200;
-constexpr unsigned short Utf8 = 1208;
 
 struct CP_TABLE {
     unsigned short codePage;
@@ -28,20 +26,23 @@ unsigned short CcsidOf(unsigned short codePage) {
     return codePage;
 }
 
-// 0 until the first question. Every thread would find the same number.
-std::atomic<unsigned short> processCcsid{0};
-
 } // namespace
 
+constinit std::atomic<unsigned short> ZynConverter::_ccsid{0};
+
+unsigned short ZynConverter::GetCurrentCodePage() const {
+    return _ccsid.load(std::memory_order_relaxed);
+}
+
 unsigned short ZynConverter::GetCurrentOSCodePage() {
-    unsigned short ccsid = processCcsid.load(std::memory_order_relaxed);
+    unsigned short ccsid = _ccsid.load(std::memory_order_relaxed);
     if (ccsid != 0) [[likely]]
         return ccsid;
     std::setlocale(LC_ALL, "");
     ccsid = GetANSICodePage();
     ZYN_TRACE(3, ZynTrace::General, ZynTrace::Kernel,
               "Local Codepage=" << ccsid << " or " << CodePageAsString(ccsid));
-    processCcsid.store(ccsid, std::memory_order_relaxed);
+    _ccsid.store(ccsid, std::memory_order_relaxed);
     return ccsid;
 }
 
