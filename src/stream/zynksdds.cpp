@@ -24,6 +24,8 @@ constexpr unsigned long SpareSize = 4;
 
 } // namespace
 
+ZynStream::DataRep::~DataRep() = default;
+
 ZynStream::DataRep* ZynStream::NewRep(const ZynDynPointer& mem, unsigned long offset) {
     ZYN_REQUIRE_TEXT(offset <= mem.Size(), "offset <= _dynPtr.Size()");
     return new DataRep{._header = StreamHeader(Unknown, 0),
@@ -31,6 +33,8 @@ ZynStream::DataRep* ZynStream::NewRep(const ZynDynPointer& mem, unsigned long of
                        ._startPos = offset,
                        ._endPos = offset,
                        ._dynPtr = mem,
+                       ._writeConverter = nullptr,
+                       ._readConverter = nullptr,
                        ._pParmIndex = nullptr};
 }
 
@@ -97,8 +101,7 @@ void ZynStream::BeginHeader(Knd kind, unsigned short ccsid) {
     BoundParms();
     if (kind == Unknown)
         return;
-    if (ccsid != ZynConverter::GetCurrentOSCodePage())
-        _pMem->_convCcsid = ccsid;
+    UseStreamCcsid(ccsid);
     _pMem->_header.Encode(*this);
     _pMem->_startPos = _curPos;
     if (kind == InternalRuntimeMessage)
@@ -197,11 +200,10 @@ void ZynStream::InternalPostRead(unsigned long end) {
     const StreamHeader header = StreamHeader::Parse(At(start), end - start);
     if (header._streamLength > end - start)
         ZYN_THROW_INT(ExcTruncated(ZYN_ORIGIN("ZynStream::InternalPostRead")));
-    const unsigned short ccsid = header._streamCcsid;
     _pMem->_header = header;
     _pMem->_startPos = _curPos = start + StreamHeader::Size(header._kind);
     _pMem->_endPos = start + header._streamLength;
-    _pMem->_convCcsid = ccsid != ZynConverter::GetCurrentOSCodePage() ? ccsid : 0;
+    UseStreamCcsid(header._streamCcsid);
     _pMem->_closed = true;
     DeleteIndex();
     DropParms();
@@ -213,6 +215,11 @@ void ZynStream::ThrowContentError() const {
 
 // The road of a write that its bounds do not let pass at once: why, or more room.
 void ZynStream::EnableCorrectWriteChecked(unsigned long lng) {
+    RequireRoomInParm(lng);
+    _pMem->_dynPtr.Ensure(_curPos, lng);
+}
+
+void ZynStream::RequireRoomInParm(unsigned long lng) {
     ZYN_REQUIRE(Kind() != Unknown);
     ZYN_REQUIRE(!IsNull());
     ZYN_REQUIRE_TEXT(!_pNextParm, "_pNextParm == 0");
@@ -221,7 +228,6 @@ void ZynStream::EnableCorrectWriteChecked(unsigned long lng) {
                          (_curPos <= _writeBound && lng <= _writeBound - _curPos),
                      "_parmStack.empty() ? true : (_curPos + lng <= _parmStack.top()._position + "
                      "_parmStack.top()._length) || (_parmStack.top()._length == 0)");
-    _pMem->_dynPtr.Ensure(_curPos, lng);
 }
 
 void ZynStream::Put(const ZynStream& s) {
@@ -241,21 +247,6 @@ void ZynStream::Put(const ZynStream& s) {
         const unsigned long length = s.Length();
         std::memcpy(Claim(length), s.PreWrite(), length);
     }
-}
-
-// The header and then the parameters that the index covers, in ascending order, as a closed stream
-// of its own.
-ZynStream ZynStream::Compacted() const {
-    const unsigned long headerSize = _pMem->_startPos - _pMem->_headerPos;
-    ZynStream compact(ZynDynPointer(Length()), 0, RawTag());
-    compact._pMem->_header = StreamHeader(Kind(), _pMem->_header._streamCcsid);
-    compact.BoundParms();
-    std::memcpy(compact.Claim(headerSize), At(_pMem->_headerPos), headerSize);
-    compact._pMem->_startPos = headerSize;
-    for (const ZynStreamParmDescriptor& parm : *_pMem->_pParmIndex)
-        std::memcpy(compact.Claim(parm._length), At(parm._position), parm._length);
-    compact.Close();
-    return compact;
 }
 
 // A length beyond the block means that the bytes are not all there; a header or a length beyond

@@ -38,6 +38,8 @@
 #include "zynkxcp.h"
 #include "zynkxdr.h"
 
+class ZynConverter;
+
 /// A parameter frame in a stream: its number, place and size. Ordered by number alone.
 class ZYN_EXPORT ZynStreamParmDescriptor {
   public:
@@ -145,6 +147,9 @@ class ZYN_EXPORT ZynStream {
     void Put(float value);
     void Put(double value);
     void Put(const ZynBinary& value);
+    /// Converted into the stream's code page if it is another one than the caller's; throws then
+    /// what ZynConverter throws, and nothing is put. Three times its bytes are the most that it may
+    /// take, also of an open parameter.
     void Put(const ZynString& value);
     /// Appends a closed stream with its header. A substream that was written in place moves
     /// nothing; erased frames of an indexed stream are left out.
@@ -163,7 +168,8 @@ class ZYN_EXPORT ZynStream {
     void Get(double& value);
     /// Never null afterwards.
     void Get(ZynBinary& value);
-    /// Never null afterwards; ends at a NUL among the bytes.
+    /// Converted from the stream's code page if it is another one than the caller's; throws then
+    /// what ZynConverter throws. Never null afterwards; ends at a NUL among the bytes.
     void Get(ZynString& value);
     /// Reads a nested stream into bytes of its own. Throws what PostRead throws if it is damaged,
     /// and ExcTruncated too if it claims less than its header.
@@ -179,6 +185,11 @@ class ZYN_EXPORT ZynStream {
     /// stays, so that a larger buffer can be tried; with `max` 0 a reader asks for the length.
     unsigned long GetVarOpaque(char* buffer, unsigned long max);
     /// @}
+
+    /// Declares the code page of the strings that this stream's users put and get; 0 stands for the
+    /// process's, which is also what holds at first. ZynConverter::InvalidCodePage if there is no
+    /// conversion between it and the stream's, and then nothing changes.
+    void SetStringCcsid(unsigned short ccsid);
 
     /// @name Writing parameters
     /// @{
@@ -221,6 +232,26 @@ class ZYN_EXPORT ZynStream {
     void DeleteIndex();
     /// Bytes of erased frames.
     unsigned long UnusedBytes() const;
+    /// Erases a parameter, whose bytes stay in the stream as unused ones unless it is the last;
+    /// false if there is none.
+    bool EraseParm(unsigned long parmId);
+    /// Gives the innermost open parameter another id, which must be free if it is one of an index.
+    /// The stream need not be indexed.
+    void ChangeParmId(unsigned long parmId);
+    /// Puts the parameter `sourceParmId` of another indexed stream behind the last one, as `parmId`
+    /// and in the place of a parameter that had this id. A text (`isString`) is converted from the
+    /// source's code page into this stream's; else the bytes are taken over as they are. The source
+    /// stays inside its parameter. If the source is damaged or can't be converted, nothing is put,
+    /// and what had the id is erased all the same.
+    void PutById(unsigned long parmId, unsigned long sourceParmId, ZynStream& sourceStream,
+                 bool isString);
+    /// Takes the bytes of erased frames out, if there are some: the parameters are copied in
+    /// ascending order of their ids into memory that no other stream shares, and the stream is
+    /// closed. The index goes unless it is to be kept.
+    void Compact(bool keepIndex);
+    /// Makes a parameter the prefetched one by a walk over the stream. False if there is none, and
+    /// for an empty one at the end as well. Only for old callers; the trace says so.
+    bool PositionToParm(unsigned long parmID);
     /// @}
 
     /// @name Substreams
@@ -296,6 +327,7 @@ class ZYN_EXPORT ZynStream {
     [[noreturn]] void ThrowContentError() const;
     void EnableCorrectWrite(unsigned long lng);
     void EnableCorrectWriteChecked(unsigned long lng);
+    void RequireRoomInParm(unsigned long lng);
     void AdvanceAfterWrite(unsigned long n);
     /// Room for `n` bytes at the position, which moves behind them.
     char* Claim(unsigned long n);
@@ -307,11 +339,18 @@ class ZYN_EXPORT ZynStream {
     static void StoreOpaque(char* to, const char* data, unsigned long n);
     const char* PeekVarOpaque(unsigned long& length) const;
     void SkipVarOpaque(unsigned long length);
-    ZynStream Compacted() const;
+    void UseStreamCcsid(unsigned short ccsid);
+    void PutString(const char* data, unsigned long length, unsigned short ccsid);
+    void PutConverted(const char* data, unsigned long length, const ZynConverter& converter);
+    ZynStream Compacted(Index* index = nullptr) const;
+    void AbandonParm();
+    void PutStringOf(ZynStream& source);
+    void PutPayloadOf(const ZynStream& source);
 
     bool IndexFindEntry(ZynStreamParmDescriptor& d) const;
     bool IndexInsertEntry(const ZynStreamParmDescriptor& d);
     bool IndexReplaceEntry(const ZynStreamParmDescriptor& d);
+    bool IndexEraseEntry(const ZynStreamParmDescriptor& d);
 
     DataRep* _pMem;
     unsigned long _curPos;
@@ -350,6 +389,8 @@ class ZYN_EXPORT ZynStream::StreamHeader {
 
 /// What all copies of a stream share. Positions count from the start of the memory block.
 struct ZynStream::DataRep {
+    ~DataRep();
+
     StreamHeader _header;
     bool _closed = false;
     unsigned long _headerPos; ///< first byte of this stream's header
@@ -357,6 +398,8 @@ struct ZynStream::DataRep {
     unsigned long _endPos;    ///< behind the last byte written
     ZynDynPointer _dynPtr;
     unsigned short _convCcsid = 0; ///< code page of the strings if they need conversion, else 0
+    std::unique_ptr<ZynConverter> _writeConverter; ///< made for the first string, as is the next
+    std::unique_ptr<ZynConverter> _readConverter;
     unsigned long _refCount = 1;
     std::unique_ptr<Index> _pParmIndex;
     unsigned long _unusedBytes = 0; ///< bytes of erased frames

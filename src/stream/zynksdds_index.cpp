@@ -1,5 +1,8 @@
 // The index of ZynStream: its top-level parameters by id. An erased frame has the id 0; it keeps
 // its length and counts as unused.
+#include <algorithm>
+#include <cstring>
+#include <memory>
 #include <utility>
 
 #include "zynksdds.h"
@@ -38,6 +41,149 @@ unsigned long ZynStream::UnusedBytes() const {
     return _pMem->_unusedBytes;
 }
 
+bool ZynStream::EraseParm(unsigned long parmId) {
+    ZYN_FLOW("ZynStream::EraseParm", ZynTrace::FlowLevel, ZynTrace::Kernel);
+    ZYN_REQUIRE(IsIndexed());
+    ZynStreamParmDescriptor parm(parmId);
+    if (!IndexFindEntry(parm))
+        return false;
+    zynkxdr::StoreWord(At(parm._position), 0);
+    if (parm._position + parm._length == _pMem->_endPos) {
+        _pMem->_endPos = parm._position;
+        _pMem->_closed = false;
+        _curPos = std::min(_curPos, parm._position);
+    } else {
+        _pMem->_unusedBytes += parm._length;
+    }
+    IndexEraseEntry(parm);
+    return true;
+}
+
+void ZynStream::ChangeParmId(unsigned long parmId) {
+    ZYN_FLOW("ZynStream::ChangeParmId", ZynTrace::FlowLevel, ZynTrace::Kernel);
+    ZYN_REQUIRE(parmId != 0);
+    ZYN_REQUIRE(!_parmStack.empty());
+    ZYN_REQUIRE_TEXT(!_pNextParm, "_pNextParm == 0");
+    const std::uint32_t word = zynkxdr::WireWord(parmId);
+    const ZynStreamParmDescriptor old = _parmStack.back();
+    if (IsIndexed() && _parmStack.size() == 1) {
+        const ZynStreamParmDescriptor changed(parmId, old._position, old._length);
+        ZynStreamParmDescriptor taken(parmId);
+        ZYN_ASSERT_TEXT(parmId == old._id || !IndexFindEntry(taken), "rc == true");
+        ZYN_ASSERT_TEXT(IndexEraseEntry(old), "rc == true");
+        IndexInsertEntry(changed);
+    }
+    _parmStack.back()._id = parmId;
+    zynkxdr::StoreWord(At(old._position), word);
+}
+
+// The source may be this stream or a cursor on the same bytes: it is read by a cursor of its own,
+// and its bytes are looked up anew behind each step that may move the block.
+void ZynStream::PutById(unsigned long parmId, unsigned long sourceParmId, ZynStream& sourceStream,
+                        bool isString) {
+    ZYN_FLOW("ZynStream::PutById", ZynTrace::FlowLevel, ZynTrace::Kernel);
+    ZYN_REQUIRE(IsIndexed());
+    ZYN_REQUIRE(sourceStream.IsIndexed());
+    if (EraseParm(parmId))
+        ZYN_TRACE(3, ZynTrace::General, ZynTrace::Stream,
+                  "Parameter with ID " << parmId << " erased");
+    ZynStreamParmDescriptor parm(sourceParmId);
+    ZYN_REQUIRE_TEXT(sourceStream.IndexFindEntry(parm), "found == true");
+    sourceStream.CleanupParms();
+    sourceStream.PrefetchParm(parm);
+    sourceStream.StartParmDec(sourceParmId);
+    ZynStream source(sourceStream);
+    CleanupParms();
+    _curPos = _pMem->_endPos;
+    StartParmEnc(parmId);
+    try {
+        if (isString)
+            PutStringOf(source);
+        else
+            PutPayloadOf(source);
+        EndParmEnc();
+    } catch (...) {
+        AbandonParm();
+        throw;
+    }
+}
+
+// The string at the source's position, into this stream's code page.
+void ZynStream::PutStringOf(ZynStream& source) {
+    unsigned long length = 0;
+    source.PeekVarOpaque(length);
+    const ZynBinary text(source.At(source._curPos + WordSize), length);
+    PutString(text.Data(), length, source._pMem->_header._streamCcsid);
+}
+
+// The bytes of the parameter that the source has open.
+void ZynStream::PutPayloadOf(const ZynStream& source) {
+    const unsigned long length = source._parmStack.back()._length - FrameHeadSize;
+    char* const to = Claim(length + Padding(length));
+    StoreOpaque(to, source.At(source._curPos), length);
+}
+
+// Takes back the last parameter of the top level, which is being encoded.
+void ZynStream::AbandonParm() {
+    const ZynStreamParmDescriptor parm = _parmStack.back();
+    DropParms();
+    IndexEraseEntry(parm);
+    _pMem->_endPos = _curPos = parm._position;
+}
+
+// The header and then the parameters that the index covers, in ascending order, as a closed stream
+// of its own. `index` gets their places.
+ZynStream ZynStream::Compacted(Index* index) const {
+    const unsigned long headerSize = _pMem->_startPos - _pMem->_headerPos;
+    ZynStream compact(ZynDynPointer(Length()), 0, RawTag());
+    compact._pMem->_header = StreamHeader(Kind(), _pMem->_header._streamCcsid);
+    compact.BoundParms();
+    std::memcpy(compact.Claim(headerSize), At(_pMem->_headerPos), headerSize);
+    compact._pMem->_startPos = headerSize;
+    for (const ZynStreamParmDescriptor& parm : *_pMem->_pParmIndex) {
+        if (index != nullptr)
+            index->emplace_hint(index->end(), parm._id, compact._curPos, parm._length);
+        std::memcpy(compact.Claim(parm._length), At(parm._position), parm._length);
+    }
+    compact.Close();
+    return compact;
+}
+
+void ZynStream::Compact(bool keepIndex) {
+    ZYN_FLOW("ZynStream::Compact", ZynTrace::FlowLevel, ZynTrace::Kernel);
+    ZYN_REQUIRE(IsIndexed());
+    if (_pMem->_unusedBytes == 0)
+        return;
+    CleanupParms();
+    auto index = std::make_unique<Index>();
+    const ZynStream compact = Compacted(keepIndex ? index.get() : nullptr);
+    DataRep& rep = *_pMem;
+    rep._dynPtr = compact._pMem->_dynPtr;
+    rep._startPos -= rep._headerPos;
+    rep._headerPos = 0;
+    rep._endPos = compact._pMem->_endPos;
+    rep._unusedBytes = 0;
+    rep._pParmIndex = keepIndex ? std::move(index) : nullptr;
+    rep._closed = false;
+    Close();
+}
+
+// An empty parameter at the end counts as none: old callers know no better.
+bool ZynStream::PositionToParm(unsigned long parmID) {
+    ZYN_FLOW("ZynStream::PositionToParm", ZynTrace::FlowLevel, ZynTrace::Kernel);
+    ZYN_TRACE_ERROR(ZynTrace::Error, ZynTrace::Stream, "Do not use ZynStream::PositionToParm");
+    ZYN_REQUIRE(parmID != 0);
+    PositionToStart();
+    while (!Eof()) {
+        unsigned long id = 0;
+        PrefetchNextParm(id);
+        if (id == parmID)
+            break;
+        SkipNextParm();
+    }
+    return _curPos != _pMem->_endPos;
+}
+
 bool ZynStream::IsAnyParmSetWithinSubrange(unsigned long low, unsigned long high) const {
     ZYN_REQUIRE(IsIndexed());
     const auto first = _pMem->_pParmIndex->lower_bound(ZynStreamParmDescriptor(low));
@@ -54,6 +200,10 @@ bool ZynStream::IndexFindEntry(ZynStreamParmDescriptor& d) const {
 
 bool ZynStream::IndexInsertEntry(const ZynStreamParmDescriptor& d) {
     return _pMem->_pParmIndex->insert(d).second;
+}
+
+bool ZynStream::IndexEraseEntry(const ZynStreamParmDescriptor& d) {
+    return _pMem->_pParmIndex->erase(d) == 1;
 }
 
 bool ZynStream::IndexReplaceEntry(const ZynStreamParmDescriptor& d) {

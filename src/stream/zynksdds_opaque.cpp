@@ -1,4 +1,4 @@
-// Opaque values, binaries and strings of ZynStream.
+// Opaque values and binaries of ZynStream.
 #include <climits>
 #include <cstdint>
 
@@ -79,17 +79,5 @@ void ZynStream::Get(ZynBinary& value) {
     unsigned long length = 0;
     const char* const bytes = PeekVarOpaque(length);
     value = ZynBinary(bytes, length);
-    SkipVarOpaque(length);
-}
-
-void ZynStream::Put(const ZynString& value) {
-    ZYN_REQUIRE_TEXT(!value.IsNull(), "!IsNull()");
-    PutVarOpaque(value.C_str(), value.Length());
-}
-
-void ZynStream::Get(ZynString& value) {
-    unsigned long length = 0;
-    const char* const bytes = PeekVarOpaque(length);
-    value = ZynString(bytes, static_cast<long>(length));
     SkipVarOpaque(length);
 }

@@ -1,28 +1,13 @@
-// Text of ZynStream: the default code page and the printed forms.
-#include <atomic>
+// The printed forms of ZynStream.
 #include <cctype>
 #include <cstdio>
-#include <cstdlib>
 #include <ostream>
 #include <string>
 
-#include "zynkconv.h"
 #include "zynksdds.h"
 #include "zynkspac.h"
-#include "zynktrc.h"
 
 namespace {
-
-// 0 as long as it is not known. Every thread would find the same number.
-std::atomic<unsigned short> defaultCcsid{0};
-
-unsigned short FindDefaultCcsid() {
-    const ZynString fromEnvironment(std::getenv("ZYN_DEFAULT_STREAM_CCSID"));
-    if (!fromEnvironment.IsNull())
-        if (const auto ccsid = static_cast<unsigned short>(fromEnvironment.AsLong()); ccsid != 0)
-            return ccsid;
-    return ZynConverter::GetCurrentOSCodePage();
-}
 
 void PrintHex(std::ostream& os, const char* bytes, unsigned long n) {
     constexpr char Digits[] = "0123456789ABCDEF";
@@ -42,17 +27,6 @@ const char* Indented(int indent) {
 }
 
 } // namespace
-
-unsigned short DefaultStreamCcsid() {
-    unsigned short ccsid = defaultCcsid.load(std::memory_order_relaxed);
-    if (ccsid == 0) {
-        ccsid = FindDefaultCcsid();
-        ZYN_TRACE(99, ZynTrace::General, ZynTrace::Stream,
-                  "Default stream ccsid is " << std::to_string(ccsid));
-        defaultCcsid.store(ccsid, std::memory_order_relaxed);
-    }
-    return ccsid;
-}
 
 void ZynStream::StreamHeaderKeywordDelimited(std::ostream& os, int indent) const {
     const auto line = [&os, indent](const char* label, const std::string& value) {

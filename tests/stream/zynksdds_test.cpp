@@ -56,7 +56,8 @@ TEST(ZynStream, ValuesAreBigEndianAndPadded) {
         EXPECT_EQ(Play(bytes, '=' + word), std::to_string(bytes.size()) + " eof") << word;
     }
     // The low half of a word; any word but 0; a text up to its NUL, yet all its bytes are passed.
-    EXPECT_EQ(Play(Whole(FromHex("ABCD04E4 80000000 80000000 00000003 02006200")),
+    EXPECT_EQ(Play(Whole(FromHex("ABCD04E4 80000000 80000000 00000003 02006200"),
+                         ZynConverter::GetCurrentOSCodePage()),
                    "=short1252 =bool1 =ulong2147483648 =string1"),
               "40 eof");
     ZynStream out(8, ZynStream::Plain, 1252);

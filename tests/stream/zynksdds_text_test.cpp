@@ -1,0 +1,1 @@
+#include "zynksdds.h"
