@@ -25,8 +25,14 @@ TEST(CodePage, HasNamesAndIsKnownByThoseOfCodesets) {
 }
 
 TEST(CodePage, OfTheProcessIsTakenOnceFromTheLocaleOfItsUser) {
-    const std::map<std::string, unsigned short> locales = {
-        {"C", 819}, {"de_DE.UTF-8", 1208}, {"de_DE.ISO-8859-1", 819}, {"ja_JP.SJIS", 943}};
+    const std::map<std::string, unsigned short> locales = {{"C", 819},
+                                                           {"de_DE.CP1252", 1252},
+                                                           {"de_DE.ISO-8859-1", 819},
+                                                           {"de_DE.ISO-8859-15", 923},
+                                                           {"de_DE.UTF-8", 1208},
+                                                           {"ja_JP.SJIS", 943},
+                                                           {"ko_KR.EUC-KR", 970},
+                                                           {"zh_CN.GBK", 1386}};
     const std::string own = std::setlocale(LC_ALL, nullptr);
     std::setlocale(LC_ALL, "C");
     EXPECT_EQ(ZynConverter::GetCurrentOSCodePage(), locales.at(own));

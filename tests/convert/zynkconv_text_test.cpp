@@ -203,9 +203,13 @@ TEST(Conversion, ShowsTheTextInTheTraceUnlessItIsHidden) {
 TEST(Unicode, IsMadeOfTheProcessesCodePage) {
     const std::map<std::string, std::pair<std::string, std::string>> rows = {
         {"C", {"41E4", "004100E4"}},
+        {"de_DE.CP1252", {"41E4", "004100E4"}},
         {"de_DE.ISO-8859-1", {"41E4", "004100E4"}},
+        {"de_DE.ISO-8859-15", {"41A4", "004120AC"}},
         {"de_DE.UTF-8", {"41C3A4", "004100E4"}},
-        {"ja_JP.SJIS", {"8ABF41", "6F220041"}}};
+        {"ja_JP.SJIS", {"8ABF41", "6F220041"}},
+        {"ko_KR.EUC-KR", {"C7D141", "D55C0041"}},
+        {"zh_CN.GBK", {"BABA41", "6C490041"}}};
     const auto& [text, unicode] = rows.at(std::setlocale(LC_ALL, nullptr));
     TraceLines lines(3);
     ZynBinary binary;

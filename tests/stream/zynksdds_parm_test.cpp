@@ -130,40 +130,4 @@ TEST(ZynStreamParm, AMillionNestedFramesNeedNoStack) {
     EXPECT_EQ(Play(stream, ""), std::to_string(20 + 8 * Depth) + " eof");
 }
 
-TEST(ZynStreamIndex, LeavesErasedFramesOut) {
-    const std::string nine = Frame(9, Frame(3, Word(1)));
-    const std::string four = Frame(4, Word(7));
-    const std::string sorted = four + nine;
-    const std::string erased = nine + Frame(0, Word(2)) + four + Frame(0, "");
-    for (const auto kind : {ZynStream::Plain, ZynStream::InternalRuntimeMessage}) {
-        const unsigned long start = ZynStream::StreamHeader::Size(kind);
-        std::string bytes = Whole(erased, 1252, kind);
-        std::string compacted = Whole(sorted, 1252, kind);
-        bytes.replace(start - 12, 3, "\1\2\4"); // the version, which is not kept
-        bytes.replace(0, start - 20, std::string(start - 20, 'w')); // the work header, which is
-        compacted.replace(0, start - 20, std::string(start - 20, 'w'));
-        const ZynStream stream = Received(bytes);
-        ZynStream target(8, ZynStream::Plain, 1252);
-        EXPECT_EQ(Play(stream, "index unused20 find4 [4 =long7 ] find3"), "find3");
-        const unsigned long ranges[][3] = {{4, 4, 1}, {5, 8, 0}, {5, 9, 1}, {0, 3, 0}, {9, 4, 0}};
-        for (const auto& [low, high, found] : ranges)
-            EXPECT_EQ(stream.IsAnyParmSetWithinSubrange(low, high), found == 1) << low;
-        target << stream;
-        EXPECT_EQ(Sent(target), Whole(compacted));
-        EXPECT_EQ(Play(stream, "start [9 ] get truncate unused12 find9 find4"), "find4");
-        EXPECT_EQ(Play(stream, "clear unused0 find9"), "find9");
-    }
-    ZynStream whole = Received(Whole(nine + four)); // nothing is erased: copied as it is
-    ZynStream target(8, ZynStream::Plain, 1252);
-    whole.CreateIndex();
-    target << whole;
-    EXPECT_EQ(Sent(target), Whole(Whole(nine + four)));
-    EXPECT_EQ(Failure([&] { target.IsAnyParmSetWithinSubrange(1, 2); }),
-              "Pre-condition: IsIndexed()");
-    EXPECT_EQ(Failure([&] { target.PrefetchParm(ZynStreamParmDescriptor(1, 20, 7)); }),
-              "Pre-condition: parmDescr._length >= 2 * sizeof(long)");
-    ZynStream(whole).StartParmEnc(5);
-    EXPECT_EQ(Play(whole, "find5"), "Pre-condition: entry._length >= 2 * sizeof(long)");
-}
-
 } // namespace
