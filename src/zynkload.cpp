@@ -14,6 +14,7 @@ namespace {
 
 struct Load {
     Load() noexcept {
+        zynkplat::PrepareLocks();
         zynkvoc::MakeWords();
         ZynOpSys::_pid = zynkplat::CurrentProcessId();
         _trcfile = "TRACE.LOG";

@@ -98,6 +98,9 @@ unsigned long CurrentThreadId();
 bool AtThreadEnd(void (*end)());
 /// Calls nothing from now on: the code of `end` goes.
 void ForgetThreadEnds();
+/// Sets the process up for locks, ahead of its threads, its forks and what others have to do at
+/// these. The first lock tells a failure.
+void PrepareLocks();
 /// Full path of the program file, with its terminator in at most `size` bytes. False if it can't be
 /// told or doesn't fit.
 bool ExeFileName(char* buffer, unsigned long size);

@@ -4,7 +4,9 @@
 // A lock belongs to the thread that holds it, which may request it again and must release it as
 // often. Nobody waits for the dead: what a thread held that has ended, or whose process has ended
 // in whatever way, is granted to the next one as normal and with one hold, so that the data behind
-// the lock may be half changed. There is no time-out and no detection of deadlocks.
+// the lock may be half changed. There is no time-out and no detection of deadlocks. One exception:
+// who waits for a thread that becomes another program (exec) while it holds a named lock, without
+// being its process's first thread, waits for good; who comes later does not.
 //
 // In the child of a fork an unnamed lock is a copy, which the forking thread holds as often as in
 // the parent; what other threads held is free. A named lock stays the same one, and what the

@@ -100,7 +100,7 @@ void ForgetThreadEnds() {
 // does. A name that really ends like this is one of a file that exists.
 bool ExeFileName(char* buffer, unsigned long size) {
     char path[PATH_MAX + 1];
-    const ssize_t length = readlink("/proc/self/exe", path, PATH_MAX);
+    const ssize_t length = readlink("/proc/thread-self/exe", path, PATH_MAX);
     if (length <= 0 || length == PATH_MAX)
         return false;
     path[length] = '\0';

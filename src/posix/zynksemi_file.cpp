@@ -45,9 +45,10 @@ int NoStandardOne(int fd) {
     return fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
 }
 
+// That of the process is empty once its first thread has ended.
 Path PathOf(int fd) {
     Path path = {};
-    std::snprintf(path.data(), path.size(), "/proc/self/fd/%d", fd);
+    std::snprintf(path.data(), path.size(), "/proc/thread-self/fd/%d", fd);
     return path;
 }
 
@@ -81,6 +82,16 @@ int InitMutex(pthread_mutex_t& mutex) {
         error = pthread_mutex_init(&mutex, &attributes);
     pthread_mutexattr_destroy(&attributes);
     return error;
+}
+
+// Puts a free mutex into a file that nobody uses. The system does not mark each mutex whose owner
+// is gone: not that of a thread which has become another program, nor one of more than it keeps
+// count of for a thread.
+int Renew(int fd) {
+    SharedMutex mutex;
+    if (const int error = InitMutex(mutex.mutex); error != 0)
+        return error;
+    return pwrite(fd, &mutex, sizeof mutex, 0) == sizeof mutex ? 0 : EIO;
 }
 
 } // namespace
@@ -138,13 +149,16 @@ int MutexFile::OpenExisting() {
     Descriptor kept(ForReading(fd));
     if (kept.Get() < 0)
         return errno;
+    _device = status.st_dev;
+    _inode = status.st_ino;
+    if (flock(fd, LOCK_EX | LOCK_NB) == 0 && HasItsName())
+        if (const int error = Renew(fd); error != 0)
+            return error;
     // Both: the mapping holds the one, also if all descriptors are closed behind our back.
     if (const int error = LockShared(fd); error != 0)
         return error;
     if (const int error = LockShared(kept.Get()); error != 0)
         return error;
-    _device = status.st_dev;
-    _inode = status.st_ino;
     if (!HasItsName())
         return ENOENT;
     if (const int error = Map(fd); error != 0)

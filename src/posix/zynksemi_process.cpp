@@ -4,6 +4,8 @@
 #include <climits>
 #include <pthread.h>
 
+#include "zynkplat.h"
+
 namespace zynksem {
 
 thread_local constinit Token currentThread = Stranger;
@@ -119,3 +121,7 @@ int EnrolThread() {
 }
 
 } // namespace zynksem
+
+void zynkplat::PrepareLocks() {
+    zynksem::PrepareProcess();
+}

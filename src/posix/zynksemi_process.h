@@ -37,7 +37,7 @@ class Lock {
 /// holds it, so that no child inherits what is half done.
 std::mutex& LocksMutex() noexcept;
 
-/// Sets the process up, once, before its first lock; 0 or the error number.
+/// Sets the process up at the first call, which is at load; 0 or the error number of that.
 int PrepareProcess();
 /// How often it was about to fork, and the same for its parents.
 unsigned long Forks() noexcept;

@@ -12,6 +12,7 @@
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -164,6 +165,44 @@ TEST(NamedLock, IsWholeWheneverProcessesAreKilled) {
     }
     ZynMutexSemaphore(name).Request();
     EXPECT_FALSE(fs::exists(FileOf(name)));
+}
+
+// The system marks the mutex of neither owner as left.
+TEST(NamedLock, IsGrantedIfTheSystemForgetsItsOwner) {
+    const ZynString name = Name("forgotten");
+    const Process other([&] {
+        ZynMutexSemaphore lock(name);
+        std::thread([&] {
+            lock.Request();
+            execl("/bin/true", "true", nullptr);
+        }).join();
+    });
+    EXPECT_EQ(other.Wait(), 0);
+    EXPECT_TRUE(fs::exists(FileOf(name)));
+    const Process next([&] {
+        alarm(20);
+        ZynMutexSemaphore lock(name);
+        lock.Request();
+    });
+    EXPECT_EQ(next.Wait(), 0);
+    EXPECT_FALSE(fs::exists(FileOf(name)));
+}
+
+TEST(NamedLock, IsHadByThreadsThatOutliveTheFirst) {
+    const Process process([] {
+        std::thread([] {
+            while (fs::exists("/proc/self/exe")) // as long as there is the first one
+                std::this_thread::yield();
+            const ZynString name = Name("outlived");
+            ZynMutexSemaphore lock(name);
+            lock.Request();
+            ZynMutexSemaphore(name).Request();
+            lock.Release();
+            _exit(testing::Test::HasFailure() ? 1 : 0);
+        }).detach();
+        syscall(SYS_exit, 0);
+    });
+    EXPECT_EQ(process.Wait(), 0);
 }
 
 TEST(NamedLock, DoesNotTouchWhatIsNotItsOwn) {
