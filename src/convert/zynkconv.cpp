@@ -30,6 +30,7 @@ unsigned short CcsidOf(unsigned short codePage) {
 
 constinit std::atomic<unsigned short> ZynConverter::_ccsid{0};
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): told of an object
 unsigned short ZynConverter::GetCurrentCodePage() const {
     return _ccsid.load(std::memory_order_relaxed);
 }

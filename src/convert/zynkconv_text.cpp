@@ -68,6 +68,11 @@ int32_t CountUpToNul(const char16_t* units, int32_t count) {
     return static_cast<int32_t>(std::find(units + at, units + count, u'\0') - units);
 }
 
+// ICU's warnings are below 0.
+bool HasFailed(int error) {
+    return error > U_ZERO_ERROR;
+}
+
 std::string Hex(const void* bytes, unsigned long n) {
     return n == 0 || bytes == nullptr ? "" : ZynBinary(bytes, n).AsHexString().Data();
 }
@@ -90,7 +95,8 @@ struct ZynConverter::Conversion {
     int32_t SizeOfSentinel(const Turn& turn);
     /// Code units that there are.
     unsigned long UnitCount() const {
-        return static_cast<unsigned long>(std::clamp<int64_t>(ucsCount, 0, srcLen + 1));
+        return static_cast<unsigned long>(
+            std::clamp<int64_t>(ucsCount, 0, static_cast<int64_t>(srcLen) + 1));
     }
 };
 
@@ -165,13 +171,13 @@ void ZynConverter::Conversion::Run(const Turn& turn, char16_t* units) {
     }
     const auto length = static_cast<int32_t>(srcLen);
     ucsCount = ucnv_toUChars(turn.Source(), units, length + 1, src, length, &srcError);
-    if (U_FAILURE(srcError))
+    if (HasFailed(srcError))
         return;
     units[ucsCount] = Sentinel;
     const int32_t end = CountUpToNul(units, ucsCount);
     targetCount = ucnv_fromUChars(turn.Target(), tgt, Capacity(tgtLen), units,
                                   end == ucsCount ? end + 1 : end, &tgtError);
-    if (U_FAILURE(tgtError) || !std::cmp_less(targetCount, 2 * srcLen + 4))
+    if (HasFailed(tgtError) || !std::cmp_less(targetCount, 2 * srcLen + 4))
         return;
     targetCount = std::max(targetCount - SizeOfSentinel(turn), 0);
 }
@@ -183,15 +189,17 @@ int32_t ZynConverter::Conversion::SizeOfSentinel(const Turn& turn) {
         char digit[2];
         const int32_t found =
             ucnv_fromUChars(turn.Target(), digit, sizeof digit, &Sentinel, 1, &sentinelError);
-        if (U_FAILURE(sentinelError))
+        if (HasFailed(sentinelError))
             return 0;
         size = found;
     }
     return size;
 }
 
-unsigned long ZynConverter::ConvertBetween(const char* src, unsigned long srcLen, char* tgt,
-                                           unsigned long tgtLen, bool hidden) const {
+unsigned long
+ZynConverter::ConvertBetween(const char* src, unsigned long srcLen,
+                             char* tgt, // NOLINT(readability-non-const-parameter): it is filled
+                             unsigned long tgtLen, bool hidden) const {
     ZYN_FLOW("ZynConverter::Convert", ZynTrace::FlowLevel, ZynTrace::Kernel);
     if (ZynTrace::IsOpen(TextLevel, ZynTrace::General, ZynTrace::Kernel)) [[unlikely]]
         TraceStart(src, srcLen, hidden);
@@ -201,11 +209,11 @@ unsigned long ZynConverter::ConvertBetween(const char* src, unsigned long srcLen
         const Turn turn(_iconvDescriptors(), _descriptorIndex);
         conversion.Run(turn, units.Get());
     }
-    if (U_FAILURE(conversion.srcError) || U_FAILURE(conversion.tgtError)) {
+    if (HasFailed(conversion.srcError) || HasFailed(conversion.tgtError)) {
         Dump(conversion, units.Get(), hidden);
         Throw(conversion, conversion.tgtError, hidden);
     }
-    if (U_FAILURE(conversion.sentinelError))
+    if (HasFailed(conversion.sentinelError))
         Throw(conversion, conversion.sentinelError, hidden);
     return static_cast<unsigned long>(conversion.targetCount);
 }
@@ -248,7 +256,7 @@ void ZynConverter::Throw(const Conversion& conversion, int tgtError, bool hidden
         zynkTraceThrow("THROW_INT, ", failure(ZynString())); // it would show the text
         throw failure(text);
     }
-    if (U_FAILURE(srcError))
+    if (HasFailed(srcError))
         ZYN_THROW_INT(ZynOSException(origin, "icu_src", conversion.ucsCount, srcError));
     ZYN_THROW_INT(ZynOSException(origin, "icu_tgt", conversion.targetCount, tgtError));
 }

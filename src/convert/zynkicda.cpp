@@ -87,7 +87,7 @@ int ZynIconvDescriptorArray::IconvDescriptorIndex(unsigned short sourceCcsid,
             lock = std::make_unique<ZynMutexSemaphore>();
         source = Open(sourceCcsid);
         target = Open(targetCcsid);
-        if (U_SUCCESS(source.error) && U_SUCCESS(target.error)) {
+        if (source.error <= U_ZERO_ERROR && target.error <= U_ZERO_ERROR) {
             entry->_targetCcsid = targetCcsid;
             entry->_source = source.converter;
             entry->_target = target.converter;
