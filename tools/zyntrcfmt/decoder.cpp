@@ -5,7 +5,7 @@
 
 #include "entries.h"
 #include "head.h"
-#include "warn.h"
+#include "tool.h"
 #include "zynktrcb_walk.h"
 
 namespace {

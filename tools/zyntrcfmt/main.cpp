@@ -1,12 +1,8 @@
 // zyntrcfmt [OPTION]... [FILE]...: prints, filters and follows traces.
 #include <chrono>
-#include <clocale>
 #include <cstdio>
-#include <cstdlib>
-#include <exception>
 #include <list>
 #include <string>
-#include <string_view>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -16,14 +12,16 @@
 #include "options.h"
 #include "output.h"
 #include "platform.h"
+#include "terminal.h"
+#include "tool.h"
 #include "view.h"
-#include "warn.h"
+
+const char ToolName[] = "zyntrcfmt";
 
 namespace {
 
 constexpr int Shown = 0;
 constexpr int NoneShown = 1;
-constexpr int Failed = 2;
 constexpr std::size_t ReadSize = 1UL << 18U;
 constexpr std::chrono::milliseconds LookInterval(100);
 
@@ -138,16 +136,6 @@ void FollowAll(const std::vector<std::string>& files, View& view) {
     }
 }
 
-bool WantColors(Options::Color color) {
-    const auto variable = [](const char* name) -> std::string_view {
-        const char* const value = std::getenv(name);
-        return value == nullptr ? "" : value;
-    };
-    if (color != Options::Color::Auto)
-        return color == Options::Color::Always;
-    return IsTerminal() && variable("NO_COLOR").empty() && variable("TERM") != "dumb";
-}
-
 int Run(const Options& options) {
     const bool colors = WantColors(options.color);
     Output output(colors || IsTerminal(), colors);
@@ -159,28 +147,19 @@ int Run(const Options& options) {
         isGood = ReadAll(options.files, view);
     const bool isShown = view.End();
     if (!isGood)
-        return Failed;
+        return ToolFailed;
     return isShown ? Shown : NoneShown;
 }
 
 } // namespace
 
 int main(int argc, char* argv[]) {
-    EndOnBrokenPipe();
-    std::setlocale(LC_CTYPE, "");
-    try {
+    return RunTool([&] {
         const Options options = ParseOptions(argc, argv);
         if (options.action == Options::Action::Show)
             return Run(options);
         const bool isHelp = options.action == Options::Action::Help;
         std::fputs(isHelp ? HelpText : "zyntrcfmt " ZYNTRCFMT_VERSION "\n", stdout);
         return Shown;
-    } catch (const UsageError& error) {
-        if (*error.what() != '\0')
-            Warn(error.what());
-        Warn("see zyntrcfmt --help");
-    } catch (const std::exception& error) {
-        Warn(error.what());
-    }
-    return Failed;
+    });
 }

@@ -3,9 +3,7 @@
 #include <getopt.h>
 
 #include <algorithm>
-#include <charconv>
 #include <iterator>
-#include <optional>
 #include <span>
 #include <string_view>
 
@@ -43,19 +41,6 @@ constexpr std::string_view NoCode = "??"; // what lines show of a bit without a 
 constexpr int Since = 256;                // behind all characters
 constexpr int Until = 257;
 constexpr int Color = 258;
-
-template <class T>
-std::optional<T> Number(std::string_view text) {
-    T number{};
-    const char* const end = text.data() + text.size();
-    const auto [behind, error] = std::from_chars(text.data(), end, number);
-    return error == std::errc() && behind == end ? std::optional(number) : std::nullopt;
-}
-
-[[noreturn]] void Refuse(const std::string& option, std::string_view value,
-                         const std::string& wanted) {
-    throw UsageError("--" + option + "=" + std::string(value) + ": " + wanted);
-}
 
 std::pair<int, int> Levels(std::string_view text) {
     constexpr int MaxLevel = 99;
@@ -115,14 +100,6 @@ TimeBound Bound(const std::string& option, std::string_view text) {
     return {at, bound.append(time)};
 }
 
-Options::Color ColorOf(std::string_view when) {
-    if (when != "auto" && when != "always" && when != "never")
-        Refuse("color", when, "this is none of auto, always and never");
-    return when == "auto"     ? Options::Color::Auto
-           : when == "always" ? Options::Color::Always
-                              : Options::Color::Never;
-}
-
 void Set(Options& options, int option, const std::string& value) {
     Filters& filters = options.filters;
     switch (option) {
@@ -163,7 +140,7 @@ void Set(Options& options, int option, const std::string& value) {
         options.form.indent = true;
         break;
     case Color:
-        options.color = ColorOf(value);
+        options.color = ColorWhenOf(value);
         break;
     case 'h':
         options.action = Options::Action::Help;

@@ -18,11 +18,8 @@ class Output {
     /// @param indent blanks that are put in front of its function
     void Print(const Entry& entry, std::size_t indent);
     void Print(std::string_view text);
-    static void Flush();
 
   private:
-    void Escape(std::string_view line);
-
     bool _escapes;
     bool _colors;
     std::string _line;

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
@@ -103,12 +102,4 @@ bool InputFile::OpenNext() {
     else if (errno != ENOENT)
         Fail();
     return isBackup;
-}
-
-bool IsTerminal() {
-    return isatty(STDOUT_FILENO) == 1;
-}
-
-void EndOnBrokenPipe() {
-    std::signal(SIGPIPE, SIG_DFL);
 }

@@ -1,4 +1,4 @@
-// What the tool needs of the platform: files that are renamed while they are read, and a terminal.
+// What the tool needs of the platform: files that are renamed while they are read.
 #pragma once
 
 #include <cstdint>
@@ -49,7 +49,3 @@ class InputFile {
     std::int64_t _position = 0;
     Identity _backup; ///< the file that the last rotation left, when this one was opened
 };
-
-bool IsTerminal();
-/// A reader of the output that has gone ends the program without a word.
-void EndOnBrokenPipe();

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string>
 
-#include "warn.h"
+#include "tool.h"
 
 namespace {
 
@@ -37,7 +37,7 @@ void View::Continue(const Entry& entry) {
 bool View::End() {
     if (_form.summary)
         _output.Print(_summary.Text());
-    Output::Flush();
+    FlushOut();
     // Else an empty result would look like a quiet program.
     if (_filters.NeedLongLines() && _tooShort > 0)
         Warn("left out because they don't show level, category and component: " +

@@ -4,6 +4,7 @@
 #include "filters.h"
 #include "flow.h"
 #include "output.h"
+#include "output_text.h"
 #include "summary.h"
 
 class View {
@@ -22,7 +23,7 @@ class View {
     /// A further part of one that is.
     void Continue(const Entry& entry);
     /// Nothing more is there for now.
-    static void Pause() { Output::Flush(); }
+    static void Pause() { FlushOut(); }
     /// Prints what stands at the end. Whether anything was shown.
     bool End();
 
