@@ -40,7 +40,7 @@ class ZYN_EXPORT ZynConverter {
     /// Converts from `source` to `target` from now on. 0 stands for the process's code page, and
     /// 932 for 942. Opens both code pages: InvalidCodePage if one is not known, ZynOSException
     /// "ucnv_openCCSID: sourceCcsid" or "ucnv_openCCSID: targetCcsid" with ICU's code for any other
-    /// failure, and then the object is as before.
+    /// failure. To convert then, without another Initialize, is a contract failure.
     void Initialize(unsigned short source, unsigned short target);
 
     /// @name Conversion

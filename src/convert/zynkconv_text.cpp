@@ -95,8 +95,7 @@ struct ZynConverter::Conversion {
     int32_t SizeOfSentinel(const Turn& turn);
     /// Code units that there are.
     unsigned long UnitCount() const {
-        return static_cast<unsigned long>(
-            std::clamp<int64_t>(ucsCount, 0, static_cast<int64_t>(srcLen) + 1));
+        return std::min(static_cast<unsigned long>(std::max(ucsCount, 0)), srcLen + 1);
     }
 };
 
@@ -123,13 +122,12 @@ void ZynConverter::Initialize(unsigned short source, unsigned short target) {
             ccsid = _ccsid;
         return ccsid == ShiftJis ? ExplicitShiftJis : ccsid;
     };
-    source = meant(source);
-    target = meant(target);
-    const bool needed = source != target;
-    _descriptorIndex = needed ? _iconvDescriptors().IconvDescriptorIndex(source, target) : -1;
-    _sourceCcsid = source;
-    _targetCcsid = target;
-    _conversionNeeded = needed;
+    _sourceCcsid = meant(source);
+    _targetCcsid = meant(target);
+    _conversionNeeded = _sourceCcsid != _targetCcsid;
+    _descriptorIndex = -1;
+    if (_conversionNeeded)
+        _descriptorIndex = _iconvDescriptors().IconvDescriptorIndex(_sourceCcsid, _targetCcsid);
 }
 
 void ZynConverter::SetSingleThreaded() {

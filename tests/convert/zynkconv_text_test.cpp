@@ -129,17 +129,37 @@ TEST(Conversion, TakesStringsOfAllForms) {
     EXPECT_EQ(Bytes(result), "\x84");
 }
 
-TEST(Conversion, FailsAtOnceForAnUnknownCodePageAndStaysUsable) {
+TEST(Conversion, FailsAtOnceForAnUnknownCodePage) {
     EXPECT_THROW(ZynConverter(9999, 850), ZynConverter::InvalidCodePage);
     ZynConverter converter(850, 1208);
     EXPECT_THROW(converter.Initialize(850, 9999), ZynConverter::InvalidCodePage);
     ZynString text;
-    converter.Convert("\x84", text);
-    EXPECT_EQ(Bytes(text), "\xC3\xA4");
+    Fails("index >= 0", {[&] { converter.Convert("a", text); }}, "Assertion");
+    converter.Initialize(850, 1208);
     char area[1] = {};
     EXPECT_THROW(converter.Convert("ab", area, 1), ZynConverter::InsufficientBufferSize);
-    converter.Convert("\x81", text);
+    converter.Convert("\x81", text); // a failed conversion leaves it usable
     EXPECT_EQ(Bytes(text), "\xC3\xBC");
+}
+
+// Encodings of Unicode whose digit takes more than two bytes, or that have characters of one byte
+// behind which there are two units.
+TEST(Conversion, HasNoRoomForSomeEncodings) {
+    for (const unsigned short ccsid : std::initializer_list<unsigned short>{1204, 1232, 1234})
+        EXPECT_THROW(Converted("\xE6\xBC\xA2\xE5\xAD\x97", 1208, ccsid),
+                     ZynConverter::InsufficientBufferSize)
+            << ccsid;
+    TraceLines lines(1);
+    char area[40] = {};
+    EXPECT_THROW(ZynConverter(1208, 1232).Convert(ZynString("\xE6\xBC\xA2"), area, 40),
+                 ZynConverter::InsufficientBufferSize);
+    EXPECT_THAT(lines.Take(), Not(Contains(HasSubstr("sourceLen")))); // the text itself has room
+    std::string emojis;
+    for (int i = 0; i < 50; ++i)
+        emojis += FromHex("F09F9880");
+    const std::string compressed = Converted(emojis, 1208, 1212);
+    EXPECT_LT(compressed.size(), 99U);
+    EXPECT_THROW(Converted(compressed, 1212, 1208), ZynConverter::InsufficientBufferSize);
 }
 
 // ICU refuses no bytes, so only its own limits lead here.
@@ -198,6 +218,21 @@ TEST(Conversion, ShowsTheTextInTheTraceUnlessItIsHidden) {
                  ZynConverter::InsufficientBufferSize);
     EXPECT_THAT(lines.Take(), Not(Contains(testing::AnyOf(HasSubstr("ab"), HasSubstr("6162"),
                                                           HasSubstr("6100")))));
+    ZynBinary unicode;
+    ZynConverter::ConvertAndAssignToString("secret", 850, result, 1208, true);
+    ZynConverter::ToUnicode("secret", unicode, true);
+    ZynConverter::FromUnicode(unicode, result, true);
+    EXPECT_THAT(lines.Take(), Not(Contains(testing::AnyOf(HasSubstr("secret"), HasSubstr("736563"),
+                                                          HasSubstr("0073")))));
+
+    ZynTrace::SetFilter(0, 0, 0); // extended trace alone opens the dump
+    ZynTrace::SetXt(true, nullptr, nullptr);
+    EXPECT_THROW(converter.Convert(ZynString("ab"), area, 1), ZynConverter::InsufficientBufferSize);
+    ZynBinary buffers[3];
+    ZynTrace::DumpBuffers(buffers[0], buffers[1], buffers[2]);
+    ZynTrace::SetXt(false, nullptr, nullptr);
+    EXPECT_THAT(Bytes(buffers[0]) + Bytes(buffers[1]) + Bytes(buffers[2]),
+                HasSubstr("Src string (hex)= 6162"));
 }
 
 TEST(Unicode, IsMadeOfTheProcessesCodePage) {
@@ -254,14 +289,20 @@ TEST(Unicode, LosesItsByteOrderMark) {
     }
 }
 
+// An encoding with shift states shows whether two threads are ever inside the same converter.
 TEST(Conversion, IsForAnyThread) {
+    std::string text;
+    for (int i = 0; i < 500; ++i)
+        text += "\xE6\xBC\xA2"
+                "a";
+    const std::string expected = Converted(text, 1208, 930);
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i)
-        threads.emplace_back([i] {
+        threads.emplace_back([&, i] {
             const auto other = static_cast<unsigned short>(i % 2 == 0 ? 850 : 437);
-            for (int round = 0; round < 2000; ++round) {
+            for (int round = 0; round < 200; ++round) {
+                EXPECT_EQ(Converted(text, 1208, 930), expected);
                 EXPECT_EQ(Converted("\x84\x81", other, 1208), "\xC3\xA4\xC3\xBC");
-                EXPECT_EQ(Converted("\xC3\xA4", 1208, 850), "\x84");
             }
         });
     for (std::thread& thread : threads)

@@ -71,6 +71,12 @@ TEST(DescriptorArray, LeavesTheSlotOfAnUnknownPairFree) {
     }
     EXPECT_EQ(array.IconvDescriptorIndex(850, 1252), 0);
     EXPECT_EQ(array.IconvDescriptorIndex(1252, 850), 1);
+    EXPECT_EQ(array.IconvDescriptorIndex(850, 437), 2); // no pair shares a converter
+    EXPECT_NE(array.GetDescriptorSrc(0), array.GetDescriptorTgt(1));
+    EXPECT_NE(array.GetDescriptorSrc(2), array.GetDescriptorTgt(1));
+    EXPECT_NE(array.GetDescriptorSrc(2), array.GetDescriptorSrc(0));
+    for (const int index : {0, 0, 2, 2})
+        array.FreeDescriptor(index);
 }
 
 TEST(DescriptorArray, ChecksItsArguments) {
@@ -133,6 +139,19 @@ TEST(DescriptorArray, GrowsWhileOthersConvert) {
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(pairs, 45);
+}
+
+TEST(DescriptorArray, OpensAPairOnceForAllThreads) {
+    ZynIconvDescriptorArray& array = NewArray();
+    std::vector<std::thread> threads(4);
+    for (std::thread& thread : threads)
+        thread = std::thread([&array] {
+            for (const unsigned short ccsid : CodePages)
+                EXPECT_LT(array.IconvDescriptorIndex(ccsid, 1208), 12);
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(array.IconvDescriptorIndex(1208, 37), 12);
 }
 
 TEST(DescriptorArray, HasNoLocksInASingleThread) {
