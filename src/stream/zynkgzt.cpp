@@ -25,13 +25,13 @@ bool Place(std::string& field, unsigned long offset, const ZynString& text, cons
     const unsigned long bytes = text.IsNull() ? 0 : text.Length();
     const unsigned long characters = bytes == 0 ? 0 : Characters(text);
     if (bytes != characters) {
-        ZYN_TRACE_IN(Function, 3, ZynTrace::General, ZynTrace::Stream,
+        ZYN_TRACE_IN(Function, 3, ZynTrace::Flow, ZynTrace::Stream,
                      "Length of " << name << " in bytes (" << bytes << ") is not equal length of "
                                   << name << " in character (" << characters << ")");
         return false;
     }
     if (bytes == 0 || bytes > MaxTextSize) {
-        ZYN_TRACE_IN(Function, 3, ZynTrace::General, ZynTrace::Stream,
+        ZYN_TRACE_IN(Function, 3, ZynTrace::Flow, ZynTrace::Stream,
                      "Length of " << name << " in bytes (" << bytes
                                   << ") is lower than one or greater than eight");
         return false;
@@ -44,7 +44,7 @@ bool PlacePriority(std::string& field, long priority) {
     constexpr long MaxPriority = 9999;
     constexpr unsigned long Digits = 4;
     if (priority < 0 || priority > MaxPriority) {
-        ZYN_TRACE_IN(Function, 3, ZynTrace::General, ZynTrace::Stream,
+        ZYN_TRACE_IN(Function, 3, ZynTrace::Flow, ZynTrace::Stream,
                      "Value of priority (" << priority << ") is not in the valid range (0 - 9999)");
         return false;
     }

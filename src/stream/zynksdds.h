@@ -320,6 +320,7 @@ class ZYN_EXPORT ZynStream {
     void OpenParm(const ZynStreamParmDescriptor& parm);
     void CloseParm();
     void BoundParms();
+    void RequireHeadInBlock(const ZynStreamParmDescriptor& parm) const;
     void SkipPayload(const ZynStreamParmDescriptor& parm);
 
     unsigned long ReadEnd() const;

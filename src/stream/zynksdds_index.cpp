@@ -66,12 +66,17 @@ void ZynStream::ChangeParmId(unsigned long parmId) {
     ZYN_REQUIRE_TEXT(!_pNextParm, "_pNextParm == 0");
     const std::uint32_t word = zynkxdr::WireWord(parmId);
     const ZynStreamParmDescriptor old = _parmStack.back();
+    RequireHeadInBlock(old);
     if (IsIndexed() && _parmStack.size() == 1) {
-        const ZynStreamParmDescriptor changed(parmId, old._position, old._length);
+        // A damaged frame, or one that another cursor has moved, is not the one of the index.
+        ZynStreamParmDescriptor entry(old._id);
+        ZYN_ASSERT_TEXT(IndexFindEntry(entry) && entry._position == old._position &&
+                            entry._length == old._length,
+                        "rc == true");
         ZynStreamParmDescriptor taken(parmId);
         ZYN_ASSERT_TEXT(parmId == old._id || !IndexFindEntry(taken), "rc == true");
-        ZYN_ASSERT_TEXT(IndexEraseEntry(old), "rc == true");
-        IndexInsertEntry(changed);
+        IndexEraseEntry(old);
+        IndexInsertEntry(ZynStreamParmDescriptor(parmId, old._position, old._length));
     }
     _parmStack.back()._id = parmId;
     zynkxdr::StoreWord(At(old._position), word);
@@ -85,8 +90,7 @@ void ZynStream::PutById(unsigned long parmId, unsigned long sourceParmId, ZynStr
     ZYN_REQUIRE(IsIndexed());
     ZYN_REQUIRE(sourceStream.IsIndexed());
     if (EraseParm(parmId))
-        ZYN_TRACE(3, ZynTrace::General, ZynTrace::Stream,
-                  "Parameter with ID " << parmId << " erased");
+        ZYN_TRACE(3, ZynTrace::Flow, ZynTrace::Stream, "Parameter with ID " << parmId << " erased");
     ZynStreamParmDescriptor parm(sourceParmId);
     ZYN_REQUIRE_TEXT(sourceStream.IndexFindEntry(parm), "found == true");
     sourceStream.CleanupParms();

@@ -62,6 +62,13 @@ ZynStream& ZynStream::StartParmEnc(unsigned long parmId) {
     return *this;
 }
 
+// Another cursor may have gone over to a smaller block.
+void ZynStream::RequireHeadInBlock(const ZynStreamParmDescriptor& parm) const {
+    const unsigned long size = _pMem->_dynPtr.Size();
+    ZYN_REQUIRE_TEXT(parm._position <= size && FrameHeadSize <= size - parm._position,
+                     "fromPosition <= _pMem->_size");
+}
+
 ZynStream& ZynStream::EndParmEnc() {
     ZYN_FLOW("ZynStream::EndParmEnc", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZYN_REQUIRE_TEXT(!_pNextParm, "_pNextParm == 0");
@@ -71,6 +78,7 @@ ZynStream& ZynStream::EndParmEnc() {
         return EndParmDec();
     const std::uint32_t length = zynkxdr::WireWord(_curPos - parm._position);
     parm._length = length;
+    RequireHeadInBlock(parm);
     if (IsIndexed() && _parmStack.size() == 1)
         ZYN_REQUIRE_TEXT(IndexReplaceEntry(parm), "rc == true");
     const unsigned long end = _curPos;

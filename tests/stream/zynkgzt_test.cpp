@@ -115,7 +115,7 @@ TEST(ServiceNameText, IsBlankForAFieldThatIsNone) {
         EXPECT_EQ(Bytes(ZynGZT::BuildWIHServiceNameString(row.pesName, true, row.priority,
                                                           row.invocationType, row.service)),
                   std::string(32, ' '));
-        EXPECT_EQ(lines.Take().back(), "03,Gn,St " + row.line);
+        EXPECT_EQ(lines.Take().back(), "03,Fl,St " + row.line);
     }
 }
 

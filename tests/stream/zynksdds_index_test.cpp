@@ -122,11 +122,15 @@ TEST(ZynStreamIndex, TakesParametersOverFromAnother) {
     TraceLines lines(3);
     ZynStream target = Indexed({4, 6});
     target.PutById(4, 1, source, true);
-    EXPECT_THAT(lines.Take(), testing::Contains("03,Gn,St Parameter with ID 4 erased"));
+    EXPECT_THAT(lines.Take(), testing::Contains("03,Fl,St Parameter with ID 4 erased"));
     EXPECT_EQ(target.UnusedBytes(), 12U);
     EXPECT_EQ(Play(source, "=string0"), "=string0"); // it stands in its parameter
+    source.SetStringCcsid(37); // the bytes are those of its own code page all the same
+    target.PutById(7, 1, source, true);
+    EXPECT_TRUE(target.EraseParm(7));
     target.PutById(9, 2, source, false);
     target.PutById(5, 1, source, false);
+    EXPECT_THAT(lines.Take(), testing::Not(testing::Contains(testing::HasSubstr("erased"))));
     EXPECT_EQ(Sent(target),
               Whole(Frame(0, Word(4)) + Frame(6, Word(6)) + Frame(4, Counted("ab\xE4")) +
                     Frame(9, Frame(3, Word(7)) + Word(8)) + Frame(5, Counted("ab\x84"))));
@@ -138,6 +142,53 @@ TEST(ZynStreamIndex, TakesParametersOverFromAnother) {
     EXPECT_EQ(Sent(same), Whole(Frames({{1, 1}, {0, 2}, {3, 1}, {2, 1}}), own));
     Fails("sourceStream.IsIndexed()",
           {[&] { source.DeleteIndex(), target.PutById(1, 1, source, true); }});
+}
+
+// The source is a cursor on the same bytes, which move.
+TEST(ZynStreamIndex, TakesParametersOverFromItselfWhileItGrows) {
+    for (const bool isString : {false, true}) {
+        ZynStream stream = Indexed({}, 1252);
+        const std::string text = Counted(std::string(600, 'x'));
+        stream.StartParmEnc(1).PutFixedOpaque(text.data(), text.size());
+        stream.EndParmEnc();
+        ZynStream cursor(stream);
+        for (unsigned long id = 2; id < 20; ++id)
+            (id % 2 == 0 ? stream : cursor).PutById(id, id - 1, cursor, isString);
+        std::string body;
+        for (unsigned long id = 1; id < 20; ++id)
+            body += Frame(id, text);
+        EXPECT_EQ(Sent(stream), Whole(body));
+    }
+}
+
+// What an index says is believed, so nothing gets into it from a frame that is damaged, or that
+// is another cursor's of a block that is gone.
+TEST(ZynStreamIndex, TakesNothingFromOpenParametersThatAreDamaged) {
+    ZynStream stream = Indexed({5, 6});
+    stream.PositionToEnd();
+    stream << 5L << 2000000000L;
+    stream.PositionToStart();
+    stream.PrefetchParm(6);
+    stream.SkipNextParm();
+    EXPECT_THROW(stream.StartParmDec(5), ZynStream::ExcContentError);
+    Fails("rc == true", {[&] { stream.ChangeParmId(9); }}, "Assertion");
+
+    for (const bool encodes : {false, true}) {
+        ZynStream far(ZynDynPointer(70000), 60000, ZynStream::Plain, 1252);
+        far.CreateIndex();
+        far.StartParmEnc(1).EndParmEnc();
+        far.StartParmEnc(2).EndParmEnc();
+        ZynStream cursor(far);
+        if (encodes)
+            cursor.StartParmEnc(3);
+        else
+            cursor.PrefetchParm(2), cursor.StartParmDec(2);
+        far.EraseParm(1);
+        far.PositionToStart();
+        far.Compact(true);
+        Fails("fromPosition <= _pMem->_size",
+              {[&] { encodes ? static_cast<void>(cursor.EndParmEnc()) : cursor.ChangeParmId(4); }});
+    }
 }
 
 // What can't be taken over leaves nothing behind.

@@ -74,6 +74,12 @@ TEST(ZynStreamText, IsPutAndGotInTheCodePageThatIsDeclared) {
     stream.SetStringCcsid(850);
     EXPECT_EQ(GotFrom(stream), text);
 
+    ZynStream unknown(8, ZynStream::Plain, 9999);
+    unknown.SetStringCcsid(0); // no converter is made ahead of the first string
+    unknown.SetStringCcsid(9999);
+    unknown << ZynString("ab");
+    EXPECT_EQ(Sent(unknown), Whole(Counted("ab"), 9999));
+
     // Decoding begins with the process's code page again; a substream has its parent's.
     ZynStream again(8, ZynStream::Plain, own);
     again.SetStringCcsid(37);
@@ -111,6 +117,9 @@ TEST(ZynStreamText, IsOverwrittenInPlace) {
     within.StartParmDec(1);
     EXPECT_THAT(Failure([&] { within << ZynString("abcde"); }),
                 testing::StartsWith("Pre-condition: _parmStack.empty() ? true"));
+    ZynStream tight = Received(Whole(Frame(1, Word(0) + Word(0) + Word(0) + Word(0)), 37));
+    tight.StartParmDec(1);
+    tight << ZynString("abc"); // 3 * 3 + 7 bytes are all that there are
     // Near the end of its block too.
     ZynStream full(8, ZynStream::Plain, 37);
     full.PutFixedOpaque(Text(980).data(), 980);
@@ -118,6 +127,9 @@ TEST(ZynStreamText, IsOverwrittenInPlace) {
     full.PositionTo(1000);
     full << ZynString("efgh");
     EXPECT_EQ(Play(full, "=int7 =int8"), "1016 eof open");
+    full.PositionToEnd();
+    full << ZynString(std::string(400, 'a').c_str());
+    EXPECT_EQ(Sent(full).substr(1016), Counted(std::string(400, '\x81')));
 }
 
 TEST(ZynStreamText, ThatCantBeConvertedLeavesThePosition) {
@@ -139,6 +151,50 @@ TEST(ZynStreamText, ThatCantBeConvertedLeavesThePosition) {
     EXPECT_EQ(Failure([&] { grown << ZynString(); }), "Pre-condition: !IsNull()");
     EXPECT_EQ(Play(Received(Whole(Word(9) + "abcd", 37)), "=string0"),
               "ContentError at offset = 20 20");
+}
+
+TEST(ZynStreamText, IsPrintedForPeople) {
+    ZynStream stream = Received(Whole(Frame(7, Counted("a\x01")) + Frame(8, Word(0x1F)), 850));
+    stream.StartParmDec(7);
+    const auto printed = [&](auto print) {
+        std::ostringstream os;
+        os << std::hex << std::showbase;
+        print(os);
+        const std::string text = os.str();
+        const std::size_t address = text.find("this=0x");
+        const std::size_t block = text.find("_dynPtr=0x");
+        EXPECT_TRUE(address != std::string::npos && block != std::string::npos) << text;
+        return text.substr(0, address) + text.substr(text.find('\n', address));
+    };
+    const auto header = [](const std::string& indent) {
+        std::string lines;
+        for (const char* const line :
+             {"_pMem->_header._kind=0", "_pMem->_header._version=3", "_pMem->_header._release=5",
+              "_pMem->_header._modLevel=0", "_pMem->_header._streamCcsid=850",
+              "_pMem->_header._streamLength=48", "_pMem->_closed=1", "_pMem->_headerPos=0",
+              "_pMem->_startPos=20", "_pMem->_endPos=48", "(char*)_pMem->_dynPtr=0x"})
+            lines += "\n" + indent + line;
+        return lines;
+    };
+    const std::string size = "\n_pMem->_dynPtr.Size()=1024";
+    EXPECT_THAT(
+        printed([&](std::ostream& os) { os << stream; }),
+        testing::AllOf(testing::StartsWith("ZynStream {\n" + header("")),
+                       testing::EndsWith(size + "\n hex  content=00000007000000100000000261010000"
+                                                "000000080000000C0000001F"
+                                                "\n char content=?.?.?.?.?.?.?.?.?.?.?.?.a.?.?.?."
+                                                "?.?.?.?.?.?.?.?.?.?.?.?. }")));
+    EXPECT_THAT(printed([&](std::ostream& os) { stream.StreamKeywordDelimited2(os, 2); }),
+                testing::AllOf(testing::StartsWith("\n  " + header("  ")),
+                               testing::EndsWith("\n  id=7 len=16\n  hex =0000000261010000"
+                                                 "\n  char=?.?.?.?.a.?.?.?."
+                                                 "\n  id=8 len=12\n  hex =0000001F"
+                                                 "\n  char=?.?.?.?.")));
+    EXPECT_EQ(Play(stream, "ask2 ]"), "36"); // it stands where it stood
+    const ZynStream empty = Received(Whole(Frame(7, "") + Frame(8, Word(1)), 850));
+    EXPECT_THAT(printed([&](std::ostream& os) { empty.StreamKeywordDelimited2(os, 0); }),
+                testing::EndsWith("\nid=7 len=8 Warning: stream seems not to contain IDs and "
+                                  "lengths"));
 }
 
 } // namespace
