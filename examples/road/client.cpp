@@ -1,5 +1,7 @@
 // road_client [OPTIONS] SOCKET ORDERFILE: sends an order.
 //
+// SOCKET is a path or HOST:PORT, as the server got it.
+//
 //     --dump           shows the bytes of both messages
 //     --process TEXT   takes TEXT for the handle of the process, whatever it is
 //     --instance TEXT  the same for the handle of the instance
@@ -22,7 +24,7 @@
 #include "dump.h"
 #include "order.h"
 #include "order_file.h"
-#include "unix_socket.h"
+#include "stream_socket.h"
 
 namespace {
 
@@ -116,7 +118,7 @@ bool Run(const Arguments& arguments) {
     if (arguments.instanceHandle)
         order.instanceHandle = arguments.instanceHandle->c_str();
     const Bytes message = MessageFor(order, arguments);
-    UnixSocket server(arguments.socket, ServerTimeout);
+    StreamSocket server(SocketAddress(arguments.socket), ServerTimeout);
     std::cout << "order from " << arguments.orderFile << '\n' << order;
     const Answer answer = Exchange(server, message, arguments.dump);
     std::cout << answer;

@@ -1,5 +1,8 @@
 // road_server SOCKET: takes orders until it is told to end by SIGTERM or SIGINT.
 //
+// SOCKET is a path, or HOST:PORT of the loopback interface; with port 0 the system chooses one, and
+// the line "ready at" tells which.
+//
 // One client after another, one order each. None of them can do more than keep the next one
 // waiting for as long as a message may take.
 #include <csignal>
@@ -13,7 +16,7 @@
 #include "answer.h"
 #include "order.h"
 #include "print.h"
-#include "unix_socket.h"
+#include "stream_socket.h"
 
 namespace {
 
@@ -97,10 +100,10 @@ void Serve(Channel& client) {
     }
 }
 
-void Run(const std::string& path) {
+void Run(const std::string& socket) {
     const sigset_t waiting = HoldStopSignals();
-    UnixListener listener(path);
-    std::cout << "ready at " << path << '\n';
+    StreamListener listener{SocketAddress(socket)};
+    std::cout << "ready at " << listener.Address().Text() << '\n';
     while (stopRequested == 0)
         if (const auto client = listener.Accept(waiting, ClientTimeout))
             Serve(*client);

@@ -1,16 +1,13 @@
-#include "unix_socket.h"
+#include "stream_socket.h"
 
 #include <poll.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
-#include <system_error>
 #include <utility>
 
 namespace {
@@ -18,54 +15,41 @@ namespace {
 // Room is made for this many bytes more than have arrived, whatever length was announced.
 constexpr std::size_t PieceSize = 64UL * 1024;
 
-[[noreturn]] void Fail(const std::string& service, int reason) {
-    throw ChannelError(service + ": " + std::generic_category().message(reason));
+FileDescriptor NewSocket(const SocketAddress& address, int flags) {
+    return {socket(address.Family(), SOCK_STREAM | SOCK_CLOEXEC | flags, 0), "socket"};
 }
 
-sockaddr_un AddressOf(const std::string& path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (path.empty() || path.size() >= sizeof address.sun_path)
-        Fail(path, path.empty() ? ENOENT : ENAMETOOLONG);
-    std::ranges::copy(path, address.sun_path);
-    return address;
-}
-
-const sockaddr* Generic(const sockaddr_un& address) {
-    return reinterpret_cast<const sockaddr*>(&address);
-}
-
-FileDescriptor NewSocket(int flags) {
-    return {socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | flags, 0), "socket"};
-}
-
-FileDescriptor Connected(const std::string& path) {
-    const sockaddr_un address = AddressOf(path);
-    FileDescriptor connection = NewSocket(0);
-    while (connect(connection.Get(), Generic(address), sizeof address) != 0)
+FileDescriptor Connected(const SocketAddress& address) {
+    FileDescriptor connection = NewSocket(address, 0);
+    while (connect(connection.Get(), address.Get(), address.Size()) != 0)
         if (errno != EINTR)
-            Fail(path, errno);
+            FailCall(address.Text(), errno);
     return connection;
 }
 
 // Only a socket that nobody listens at is removed; about anything else bind complains.
-void RemoveStaleSocket(const std::string& path, const sockaddr_un& address) {
+void RemoveStaleSocket(const SocketAddress& address) {
+    const std::string path = address.Text();
     struct stat file {};
     if (lstat(path.c_str(), &file) != 0 || !S_ISSOCK(file.st_mode))
         return;
-    const FileDescriptor probe = NewSocket(SOCK_NONBLOCK);
-    if (connect(probe.Get(), Generic(address), sizeof address) != 0 && errno == ECONNREFUSED)
+    const FileDescriptor probe = NewSocket(address, SOCK_NONBLOCK);
+    if (connect(probe.Get(), address.Get(), address.Size()) != 0 && errno == ECONNREFUSED)
         unlink(path.c_str());
 }
 
-FileDescriptor Listening(const std::string& path) {
-    const sockaddr_un address = AddressOf(path);
-    RemoveStaleSocket(path, address);
-    FileDescriptor listener = NewSocket(SOCK_NONBLOCK);
-    if (bind(listener.Get(), Generic(address), sizeof address) != 0)
-        Fail(path, errno);
+FileDescriptor Listening(const SocketAddress& address) {
+    if (!address.IsTcp())
+        RemoveStaleSocket(address);
+    FileDescriptor listener = NewSocket(address, SOCK_NONBLOCK);
+    // A port whose last connections have not timed out yet is as free as a stale socket.
+    const int on = 1;
+    if (address.IsTcp())
+        setsockopt(listener.Get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    if (bind(listener.Get(), address.Get(), address.Size()) != 0)
+        FailCall(address.Text(), errno);
     if (listen(listener.Get(), SOMAXCONN) != 0)
-        Fail(path, errno);
+        FailCall(address.Text(), errno);
     return listener;
 }
 
@@ -78,7 +62,7 @@ bool IsTransient(int reason) {
 
 FileDescriptor::FileDescriptor(int fd, const std::string& service) : _fd(fd) {
     if (fd < 0)
-        Fail(service, errno);
+        FailCall(service, errno);
 }
 
 FileDescriptor::FileDescriptor(FileDescriptor&& other) noexcept
@@ -89,13 +73,13 @@ FileDescriptor::~FileDescriptor() {
         close(_fd);
 }
 
-UnixSocket::UnixSocket(FileDescriptor connection, std::chrono::milliseconds timeout)
+StreamSocket::StreamSocket(FileDescriptor connection, std::chrono::milliseconds timeout)
     : _connection(std::move(connection)), _timeout(timeout) {}
 
-UnixSocket::UnixSocket(const std::string& path, std::chrono::milliseconds timeout)
-    : UnixSocket(Connected(path), timeout) {}
+StreamSocket::StreamSocket(const SocketAddress& address, std::chrono::milliseconds timeout)
+    : StreamSocket(Connected(address), timeout) {}
 
-void UnixSocket::Await(short event, Deadline deadline) const {
+void StreamSocket::Await(short event, Deadline deadline) const {
     pollfd wait{.fd = _connection.Get(), .events = event, .revents = 0};
     for (;;) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(
@@ -106,11 +90,11 @@ void UnixSocket::Await(short event, Deadline deadline) const {
         if (ready == 0)
             throw ChannelError("the peer was silent for too long");
         if (errno != EINTR)
-            Fail("poll", errno);
+            FailCall("poll", errno);
     }
 }
 
-void UnixSocket::SendAll(std::span<const char> bytes, Deadline deadline) const {
+void StreamSocket::SendAll(std::span<const char> bytes, Deadline deadline) const {
     while (!bytes.empty()) {
         Await(POLLOUT, deadline);
         // Without the signal a peer that has gone is an error like any other.
@@ -119,11 +103,11 @@ void UnixSocket::SendAll(std::span<const char> bytes, Deadline deadline) const {
         if (n >= 0)
             bytes = bytes.subspan(static_cast<std::size_t>(n));
         else if (!IsTransient(errno))
-            Fail("send", errno);
+            FailCall("send", errno);
     }
 }
 
-void UnixSocket::ReceiveAll(std::span<char> bytes, Deadline deadline) const {
+void StreamSocket::ReceiveAll(std::span<char> bytes, Deadline deadline) const {
     while (!bytes.empty()) {
         Await(POLLIN, deadline);
         const ssize_t n = recv(_connection.Get(), bytes.data(), bytes.size(), MSG_DONTWAIT);
@@ -132,23 +116,22 @@ void UnixSocket::ReceiveAll(std::span<char> bytes, Deadline deadline) const {
         if (n > 0)
             bytes = bytes.subspan(static_cast<std::size_t>(n));
         else if (!IsTransient(errno))
-            Fail("recv", errno);
+            FailCall("recv", errno);
     }
 }
 
-void UnixSocket::Send(std::span<const char> message) {
+void StreamSocket::Send(std::span<const char> message) {
     if (message.size() > MaxMessage)
         throw ChannelError("a message of " + std::to_string(message.size()) + " bytes is too long");
     const auto length = static_cast<std::uint32_t>(message.size());
-    const std::array<char, 4> head = {static_cast<char>(length >> 24U),
-                                      static_cast<char>(length >> 16U),
-                                      static_cast<char>(length >> 8U), static_cast<char>(length)};
-    const Deadline deadline = FromNow();
-    SendAll(head, deadline);
-    SendAll(message, deadline);
+    // In one go, so that a short message is one packet.
+    Bytes bytes = {static_cast<char>(length >> 24U), static_cast<char>(length >> 16U),
+                   static_cast<char>(length >> 8U), static_cast<char>(length)};
+    bytes.insert(bytes.end(), message.begin(), message.end());
+    SendAll(bytes, FromNow());
 }
 
-Bytes UnixSocket::Receive() {
+Bytes StreamSocket::Receive() {
     const Deadline deadline = FromNow();
     std::array<char, 4> head{};
     ReceiveAll(head, deadline);
@@ -167,23 +150,26 @@ Bytes UnixSocket::Receive() {
     return message;
 }
 
-UnixListener::UnixListener(const std::string& path) : _path(path), _listener(Listening(path)) {}
+StreamListener::StreamListener(const SocketAddress& address)
+    : _listener(Listening(address)), _address(SocketAddress::Of(_listener.Get())) {}
 
-UnixListener::~UnixListener() {
-    unlink(_path.c_str());
+StreamListener::~StreamListener() {
+    if (!_address.IsTcp())
+        unlink(_address.Text().c_str());
 }
 
-std::unique_ptr<Channel> UnixListener::Accept(const sigset_t& signals,
-                                              std::chrono::milliseconds timeout) {
+std::unique_ptr<Channel> StreamListener::Accept(const sigset_t& signals,
+                                                std::chrono::milliseconds timeout) {
     for (;;) {
         pollfd wait{.fd = _listener.Get(), .events = POLLIN, .revents = 0};
         if (ppoll(&wait, 1, nullptr, &signals) < 0) {
             if (errno == EINTR)
                 return nullptr;
-            Fail("poll", errno);
+            FailCall("poll", errno);
         }
         const int fd = accept4(_listener.Get(), nullptr, nullptr, SOCK_CLOEXEC);
-        if (fd >= 0 || !IsTransient(errno))
-            return std::make_unique<UnixSocket>(FileDescriptor(fd, "accept"), timeout);
+        // A client may have given up meanwhile.
+        if (fd >= 0 || (!IsTransient(errno) && errno != ECONNABORTED))
+            return std::make_unique<StreamSocket>(FileDescriptor(fd, "accept"), timeout);
     }
 }

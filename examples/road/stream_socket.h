@@ -1,5 +1,5 @@
-// The road over a Unix domain socket. A stream of bytes has no borders of messages, so each goes
-// behind its length, a big-endian word of 4 bytes.
+// The road over a socket, Unix domain or TCP. A stream of bytes has no borders of messages, so each
+// goes behind its length, a big-endian word of 4 bytes.
 #pragma once
 
 #include <chrono>
@@ -8,6 +8,7 @@
 #include <string>
 
 #include "channel.h"
+#include "socket_address.h"
 
 /// An open file of the system, closed with its owner.
 class FileDescriptor {
@@ -26,12 +27,12 @@ class FileDescriptor {
     int _fd;
 };
 
-class UnixSocket final : public Channel {
+class StreamSocket final : public Channel {
   public:
     /// @param timeout for a whole message: a peer that sends byte by byte gets no more
-    UnixSocket(FileDescriptor connection, std::chrono::milliseconds timeout);
-    /// Connects to the server that listens at `path`.
-    UnixSocket(const std::string& path, std::chrono::milliseconds timeout);
+    StreamSocket(FileDescriptor connection, std::chrono::milliseconds timeout);
+    /// Connects to the server that listens at `address`.
+    StreamSocket(const SocketAddress& address, std::chrono::milliseconds timeout);
 
     void Send(std::span<const char> message) override;
     Bytes Receive() override;
@@ -48,14 +49,17 @@ class UnixSocket final : public Channel {
     std::chrono::milliseconds _timeout;
 };
 
-class UnixListener {
+class StreamListener {
   public:
-    /// Listens at `path`, in the place of a socket that a server which is gone has left there.
-    explicit UnixListener(const std::string& path);
-    UnixListener(const UnixListener&) = delete;
-    UnixListener& operator=(const UnixListener&) = delete;
-    /// Removes the socket.
-    ~UnixListener();
+    /// Listens at `address`, in the place of a socket that a server which is gone has left there.
+    explicit StreamListener(const SocketAddress& address);
+    StreamListener(const StreamListener&) = delete;
+    StreamListener& operator=(const StreamListener&) = delete;
+    /// Removes a socket that stands in a folder.
+    ~StreamListener();
+
+    /// Where it listens, with the port that the system has chosen.
+    const SocketAddress& Address() const { return _address; }
 
     /// Waits for the next client.
     /// @param signals mask of blocked signals while it waits
@@ -64,6 +68,6 @@ class UnixListener {
     std::unique_ptr<Channel> Accept(const sigset_t& signals, std::chrono::milliseconds timeout);
 
   private:
-    std::string _path;
     FileDescriptor _listener;
+    SocketAddress _address;
 };
