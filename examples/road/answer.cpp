@@ -11,8 +11,8 @@ constexpr unsigned long DigestSize = 16;
 
 } // namespace
 
-ZynStream PackAnswer(const Answer& answer) {
-    ZynStream out(256, ZynStream::Plain);
+ZynStream PackAnswer(const Answer& answer, unsigned short codePage) {
+    ZynStream out = NewMessage(256, AnswerStep, 0, codePage);
     out.StartParmEnc(AcceptedParm) << answer.accepted;
     out.EndParmEnc();
     out.StartParmEnc(WorkItemParm) << answer.workItem;
@@ -25,15 +25,14 @@ ZynStream PackAnswer(const Answer& answer) {
     return out;
 }
 
-Answer UnpackAnswer(std::span<const char> message) {
-    ZynStream stream = DecodeMessage(message);
+Answer UnpackAnswer(ZynStream& message) {
     Answer answer;
-    ReadParms(stream, {
-                          {AcceptedParm, [&](ZynStream& in) { in >> answer.accepted; }},
-                          {WorkItemParm, [&](ZynStream& in) { in >> answer.workItem; }},
-                          {AnswerTextParm, [&](ZynStream& in) { in >> answer.text; }},
-                          {DigestParm, [&](ZynStream& in) { GetNullable(in, answer.digest); }},
-                      });
+    ReadParms(message, {
+                           {AcceptedParm, [&](ZynStream& in) { in >> answer.accepted; }},
+                           {WorkItemParm, [&](ZynStream& in) { in >> answer.workItem; }},
+                           {AnswerTextParm, [&](ZynStream& in) { in >> answer.text; }},
+                           {DigestParm, [&](ZynStream& in) { GetNullable(in, answer.digest); }},
+                       });
     if (!answer.digest.IsNull() && answer.digest.Length() != DigestSize)
         throw MessageError("a digest of " + std::to_string(answer.digest.Length()) + " bytes");
     return answer;

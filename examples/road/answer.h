@@ -2,7 +2,6 @@
 #pragma once
 
 #include <iosfwd>
-#include <span>
 
 #include "message.h"
 
@@ -13,10 +12,11 @@ struct Answer {
     ZynBinary digest;  ///< MD5 of the attachment as it arrived; null if there is none
 };
 
-/// A closed stream, ready to be sent.
-ZynStream PackAnswer(const Answer& answer);
+/// A closed stream, ready to be sent, with texts in the code page; 0 stands for this program's own.
+/// Throws ZynException if they can't be converted to it.
+ZynStream PackAnswer(const Answer& answer, unsigned short codePage);
 /// Throws ZynStream::Exception for damaged bytes, MessageError for those that are no answer.
-Answer UnpackAnswer(std::span<const char> message);
+Answer UnpackAnswer(ZynStream& message);
 
 /// One line for each member.
 std::ostream& operator<<(std::ostream& os, const Answer& answer);

@@ -1,6 +1,7 @@
 // road_client [OPTIONS] SOCKET ORDERFILE: sends an order.
 //
-// SOCKET is a path or HOST:PORT, as the server got it.
+// SOCKET is a path or HOST:PORT, as the server got it. The order file is text in the code page of
+// this program's locale.
 //
 //     --dump           shows the bytes of both messages
 //     --process TEXT   takes TEXT for the handle of the process, whatever it is
@@ -10,6 +11,7 @@
 //
 // Ends with 0 if the order was accepted, 1 if not, and 2 if it was called in a wrong way.
 #include <charconv>
+#include <clocale>
 #include <cstdio>
 #include <exception>
 #include <iostream>
@@ -101,7 +103,8 @@ Answer Exchange(Channel& server, const Bytes& message, bool dump) {
     std::cout << "answer of " << reply.size() << " bytes\n";
     if (dump)
         Dump(std::cout, reply);
-    return UnpackAnswer(reply);
+    ZynStream answer = DecodeMessage(reply);
+    return UnpackAnswer(answer);
 }
 
 // Whether the server has seen the attachment that was sent.
@@ -130,6 +133,7 @@ bool Run(const Arguments& arguments) {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    std::setlocale(LC_ALL, "");
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     try {
         return Run(ParseArguments(std::span(argv, static_cast<std::size_t>(argc)).subspan(1))) ? 0

@@ -12,7 +12,8 @@
 
 namespace {
 
-constexpr std::size_t HeaderSize = 20;
+constexpr std::size_t WorkHeaderSize = 120;
+constexpr std::size_t HeaderSize = WorkHeaderSize + 20;
 constexpr std::size_t FrameHeadSize = 8;
 constexpr std::size_t RowSize = 8; // a frame's head is one row
 
@@ -65,18 +66,23 @@ std::vector<Mark> Frames(std::span<const char> message, std::size_t streamEnd) {
 
 std::vector<Mark> Marks(std::span<const char> message) {
     const std::string_view text(message.data(), message.size());
-    if (message.size() < HeaderSize || text.substr(4, 4) != "ZNID")
-        return {{0, "*** no header of a plain stream"}};
-    const unsigned long length = WordAt(message, 12);
-    std::vector<Mark> marks = {{0, "header: a stream of " + std::to_string(length) +
-                                       " bytes, code page " +
-                                       std::to_string(WordAt(message, 16) & 0xFFFFU)}};
+    if (message.size() < HeaderSize || text.substr(WorkHeaderSize + 4, 4) != "ZNRM")
+        return {{0, "*** no header of a message"}};
+    const unsigned long length = WordAt(message, WorkHeaderSize + 12);
+    std::vector<Mark> marks = {
+        {0, "work information header"},
+        {32, "service name"},
+        {64, "service step"},
+        {72, "message token"},
+        {88, "reserved"},
+        {WorkHeaderSize, "header: a stream of " + std::to_string(length) + " bytes, code page " +
+                             std::to_string(WordAt(message, WorkHeaderSize + 16) & 0xFFFFU)}};
     if (length < HeaderSize) {
-        marks.front().text += "; *** that is less than this header";
+        marks.back().text += "; *** that is less than this header";
         return marks;
     }
     if (length > message.size())
-        marks.front().text += "; *** there are only " + std::to_string(message.size());
+        marks.back().text += "; *** there are only " + std::to_string(message.size());
     std::ranges::move(Frames(message, std::min<std::size_t>(length, message.size())),
                       std::back_inserter(marks));
     if (length < message.size())

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <iterator>
 #include <set>
+#include <vector>
+
+#include "print.h"
 
 namespace {
 
@@ -52,13 +55,42 @@ bool IsGroup(unsigned long id) {
     return parm != nullptr && parm->isGroup;
 }
 
+ZynStream NewMessage(unsigned long size, const char* step, long priority, unsigned short codePage) {
+    ZynStream out(size, ZynStream::InternalRuntimeMessage, codePage);
+    out.SetHXWIHServiceName(
+        ZynGZT::BuildWIHServiceNameString("ROAD", false, priority, "PROCESS", "START"));
+    out.SetHXWIHServiceStep(step);
+    return out;
+}
+
 ZynStream DecodeMessage(std::span<const char> message) {
     ZynStream in(message.size(), ZynStream::Unknown);
     std::ranges::copy(message, in.PreRead(message.size()));
     in.PostRead(message.size());
-    if (in.Kind() != ZynStream::Plain)
-        throw MessageError("not a stream of the plain kind");
+    if (in.Kind() != ZynStream::InternalRuntimeMessage)
+        throw MessageError("a stream without a work information header");
     return in;
+}
+
+unsigned short CodePageOf(std::span<const char> message) {
+    try {
+        return ZynStream::StreamHeader::Parse(message.data(), message.size())._streamCcsid;
+    } catch (const ZynStream::Exception&) {
+        return 0;
+    }
+}
+
+void GetText(ZynStream& in, unsigned short codePage, ZynString& text) {
+    ZynBinary bytes;
+    ZynStream(in).Get(bytes); // a second cursor on the same place
+    in >> text;
+    constexpr unsigned long MaxCharacter = 4;
+    std::vector<char> back(MaxCharacter * (text.Length() + 1));
+    const unsigned long size = ZynConverter(0, codePage).Convert(text, back.data(), back.size());
+    const std::span before(bytes.Data(), bytes.Length());
+    if (!std::ranges::equal(std::span(back).first(size), before))
+        throw MessageError("the text \"" + Printable(text) + "\" is not one in code page " +
+                           std::to_string(ZynConverter::GetCurrentOSCodePage()));
 }
 
 void ReadParms(ZynStream& in, const ParmReaders& readers) {

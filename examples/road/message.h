@@ -43,9 +43,25 @@ class MessageError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// A stream over a copy of the bytes, at its first value. Throws ZynStream::Exception,
-/// MessageError.
+/// @name Steps of the service
+/// What a message says in its work information header of its place on the road.
+/// @{
+inline constexpr const char* RequestStep = "REQUEST";
+inline constexpr const char* AnswerStep = "ANSWER";
+/// @}
+
+/// An empty message of the service that starts processes, with its work information header.
+/// @param size     bytes expected
+/// @param priority 0 to 9999
+/// @param codePage of its texts; 0 stands for this program's own
+ZynStream NewMessage(unsigned long size, const char* step, long priority, unsigned short codePage);
+
+/// A stream over a copy of the bytes, at its first value. Throws ZynStream::Exception, and
+/// MessageError if it has no work information header.
 ZynStream DecodeMessage(std::span<const char> message);
+
+/// The code page of its texts, as the message tells it; 0 if it has no header.
+unsigned short CodePageOf(std::span<const char> message);
 
 using ParmReaders = std::map<ParmId, std::function<void(ZynStream&)>>;
 
@@ -53,6 +69,11 @@ using ParmReaders = std::map<ParmId, std::function<void(ZynStream&)>>;
 /// are skipped: they come from a newer program. Throws ZynStream::Exception, and MessageError if a
 /// parameter with a reader is missing or comes twice.
 void ReadParms(ZynStream& in, const ParmReaders& readers);
+
+/// Reads a text that is kept in this program's code page. A character which that does not have is
+/// replaced as the text is converted, and nobody is told; so this one makes sure that none was, by
+/// converting the text back into the code page of the message. Throws MessageError.
+void GetText(ZynStream& in, unsigned short codePage, ZynString& text);
 
 /// @name Members that may be null
 /// A stream has no null values: a word tells whether the value follows.

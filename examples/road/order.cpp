@@ -52,10 +52,10 @@ void PutProcess(ZynStream& out, const WorkOrder& order) {
 }
 
 // What a newer client puts behind these is skipped with the end of the group.
-void GetProcess(ZynStream& in, WorkOrder& order) {
-    in.StartParmDec(ProcessNameParm) >> order.process;
+void GetProcess(ZynStream& in, unsigned short codePage, WorkOrder& order) {
+    GetText(in.StartParmDec(ProcessNameParm), codePage, order.process);
     in.EndParmDec();
-    in.StartParmDec(InstanceNameParm) >> order.instance;
+    GetText(in.StartParmDec(InstanceNameParm), codePage, order.instance);
     in.EndParmDec();
     in.StartParmDec(ProcessHandleParm) >> order.processHandle;
     in.EndParmDec();
@@ -94,13 +94,13 @@ void PutFlags(ZynStream& out, const WorkOrder& order) {
     out.EndParmEnc();
 }
 
-void GetFlags(ZynStream& in, WorkOrder& order) {
+void GetFlags(ZynStream& in, unsigned short codePage, WorkOrder& order) {
     unsigned long count = 0;
     in >> count;
     CheckFlagCount(count);
     order.flags.resize(count);
     for (ZynString& flag : order.flags)
-        in >> flag;
+        GetText(in, codePage, flag);
 }
 
 void PutAttachment(ZynStream& out, const WorkOrder& order) {
@@ -110,11 +110,13 @@ void PutAttachment(ZynStream& out, const WorkOrder& order) {
     out.EndParmEnc();
 }
 
-void GetAttachment(ZynStream& in, WorkOrder& order) {
+void GetAttachment(ZynStream& in, unsigned short codePage, WorkOrder& order) {
     bool isNull = false;
     in >> isNull;
-    if (!isNull)
-        in >> order.attachmentName >> order.attachment;
+    if (isNull)
+        return;
+    GetText(in, codePage, order.attachmentName);
+    in >> order.attachment;
 }
 
 std::string FlagList(const std::vector<ZynString>& flags) {
@@ -163,7 +165,7 @@ ZynBIID InstanceOf(const WorkOrder& order) {
 }
 
 ZynStream PackOrder(const WorkOrder& order) {
-    ZynStream out(order.attachment.Length() + 1024, ZynStream::Plain);
+    ZynStream out = NewMessage(order.attachment.Length() + 1024, RequestStep, order.priority, 0);
     PutProcess(out, order);
     out.StartParmEnc(StarterParm) << order.starter;
     out.EndParmEnc();
@@ -174,16 +176,16 @@ ZynStream PackOrder(const WorkOrder& order) {
     return out;
 }
 
-WorkOrder UnpackOrder(std::span<const char> message) {
-    ZynStream stream = DecodeMessage(message);
+WorkOrder UnpackOrder(ZynStream& message, unsigned short codePage) {
     WorkOrder order;
-    ReadParms(stream, {
-                          {ProcessParm, [&](ZynStream& in) { GetProcess(in, order); }},
-                          {StarterParm, [&](ZynStream& in) { in >> order.starter; }},
-                          {TermsParm, [&](ZynStream& in) { GetTerms(in, order); }},
-                          {FlagsParm, [&](ZynStream& in) { GetFlags(in, order); }},
-                          {AttachmentParm, [&](ZynStream& in) { GetAttachment(in, order); }},
-                      });
+    ReadParms(message,
+              {
+                  {ProcessParm, [&](ZynStream& in) { GetProcess(in, codePage, order); }},
+                  {StarterParm, [&](ZynStream& in) { GetText(in, codePage, order.starter); }},
+                  {TermsParm, [&](ZynStream& in) { GetTerms(in, order); }},
+                  {FlagsParm, [&](ZynStream& in) { GetFlags(in, codePage, order); }},
+                  {AttachmentParm, [&](ZynStream& in) { GetAttachment(in, codePage, order); }},
+              });
     return order;
 }
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <iosfwd>
-#include <span>
 #include <vector>
 
 #include "message.h"
@@ -35,10 +34,11 @@ void CheckFlagCount(unsigned long count);
 /// if the instance is none of the process.
 ZynBIID InstanceOf(const WorkOrder& order);
 
-/// A closed stream, ready to be sent.
+/// A closed stream, ready to be sent, in the code page of this program.
 ZynStream PackOrder(const WorkOrder& order);
 /// Throws ZynStream::Exception for damaged bytes, MessageError for those that are no order.
-WorkOrder UnpackOrder(std::span<const char> message);
+/// @param codePage of the message's texts
+WorkOrder UnpackOrder(ZynStream& message, unsigned short codePage);
 
 /// One line for each member, with what a terminal could take for a command spelt out.
 std::ostream& operator<<(std::ostream& os, const WorkOrder& order);

@@ -7,6 +7,7 @@ road_test.py SERVER CLIENT ORDERFILE
 import atexit
 import base64
 import hashlib
+import os
 import re
 import shutil
 import signal
@@ -23,29 +24,36 @@ SERVER, CLIENT, ORDER = sys.argv[1], sys.argv[2], Path(sys.argv[3])
 STAMP = (ORDER.parent / "stamp.png").read_bytes()
 WORK = Path(tempfile.mkdtemp(prefix="road"))
 PATH = str(WORK / "socket")
+HEADER = 140  # with the work information header
 LOG = WORK / "log"
 atexit.register(shutil.rmtree, WORK)
 
 
 def check(condition, what):
     if not condition:
-        sys.exit(f"road_test: {what}\n--- server\n{LOG.read_text()[-3000:]}")
+        log = LOG.read_text(errors="replace")
+        sys.exit(f"road_test: {what}\n--- server\n{log[-3000:]}")
 
 
-def start():
+def locale(name):
+    """An environment with this locale, in which the system's messages stay English."""
+    return {**os.environ, "LC_ALL": name, "LANGUAGE": "C"}
+
+
+def start(where=PATH, env=None):
     with LOG.open("w") as log:
-        server = subprocess.Popen([SERVER, PATH], stdout=log, stderr=log)
+        server = subprocess.Popen([SERVER, where], stdout=log, stderr=log, env=env)
     atexit.register(server.kill)  # harmless if it has ended
     end = time.monotonic() + 30
-    while "ready at" not in LOG.read_text():
+    while not LOG.read_text().startswith("ready at "):
         check(server.poll() is None and time.monotonic() < end, "the server did not get ready")
         time.sleep(0.01)
     return server
 
 
-def client(*options, order=ORDER, path=PATH):
-    return subprocess.run([CLIENT, *map(str, options), path, order], timeout=60, text=True,
-                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+def client(*options, order=ORDER, path=PATH, env=None, encoding="utf-8"):
+    return subprocess.run([CLIENT, *map(str, options), path, order], timeout=60, env=env,
+                          encoding=encoding, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
 
 
 def send(data):
@@ -69,16 +77,16 @@ def frames(body):
 def exchange(message):
     """The answer's (accepted, text, digest)."""
     with send(struct.pack(">I", len(message)) + message) as peer, peer.makefile("rb") as reader:
-        answer = reader.read()[4 + 20:]
+        answer = reader.read()[4 + HEADER:]
     check(answer, f"no answer to {message.hex()}")
     payload = {number: answer[at + 8:end] for number, (at, end) in frames(answer).items()}
-    text = payload[130][4:4 + struct.unpack_from(">I", payload[130])[0]].decode()
+    text = payload[130][4:4 + struct.unpack_from(">I", payload[130])[0]].decode(errors="replace")
     return payload[110][3] == 1, text, payload[140][8:]
 
 
 def stream(body):
     """The message with another body."""
-    return MESSAGE[:12] + struct.pack(">I", 20 + len(body)) + MESSAGE[16:20] + body
+    return MESSAGE[:132] + struct.pack(">I", HEADER + len(body)) + MESSAGE[136:HEADER] + body
 
 
 def drip(peer):
@@ -118,7 +126,11 @@ for fact in ("due date    2024-07-31\n", "flags       urgent, notify-starter\n",
              "work item   1\n", f"digest      {DIGEST.hex().upper()}\n"):
     check(run.returncode == 0 and fact in run.stdout, f"{fact!r} is missing in\n{run.stdout}")
     check(fact in LOG.read_text(), f"{fact!r} is missing in the server's output")
-for row in (r" 20  00 00 00 0A 00 00 00 AC  ........  frame 10, process: 172 bytes",
+check("  service     ROAD    IMEN0004PROCESS START\n  step        REQUEST\n" in LOG.read_text(),
+      "the service is missing in the server's output")
+for row in (r"32  52 4F 41 44 20 20 20 20  ROAD      service name",
+            r"120  00 00 00 00 5A 4E 52 4D  ....ZNRM  header: a stream of \d+ bytes, code page 819",
+            r"140  00 00 00 0A 00 00 00 B8  ........  frame 10, process: 184 bytes",
             r"\d+  00 00 00 1F 00 00 00 0C  ........    frame 31, priority: 12 bytes",
             r"\d+  00 00 00 04  +\.{4}"):
     check(re.search(f"^ +{row}$", run.stdout, re.M), f"{row!r} is missing in\n{run.stdout}")
@@ -129,7 +141,7 @@ for reply, told in ((b"\0\0\0\4abcd", "ExcTruncated"), (b"\0\0\0\11abc", "closed
     MESSAGE, run = as_server(reply)
     check(run.returncode == 1 and told in run.stdout, f"{told!r} is missing in\n{run.stdout}")
 check(exchange(MESSAGE) == (True, "the order is taken", DIGEST), "the message is not the order")
-BODY = MESSAGE[20:]
+BODY = MESSAGE[HEADER:]
 
 # Damage at every byte. What passes for an order is one with other values.
 for offset in range(len(MESSAGE)):
@@ -139,10 +151,12 @@ for offset in range(len(MESSAGE)):
         accepted, text, digest = exchange(bytes(damaged))
         check(accepted or text, f"no reason for refusing {offset} ^ {mask}")
 stamp = MESSAGE.index(STAMP)
-for offset, told in ((4, "damaged: ZynStream::ExcKindError"), (12, "damaged: ZynStream::ExcTruncated"),
-                     (24, "damaged: ZynStream::ExcContentError at offset = 28"),
-                     (28, "damaged: ZynStream::ExcParmMismatch at offset = 28"),
-                     (23, "parameter 10 (process) is missing"),
+for offset, told in ((124, "damaged: ZynStream::ExcKindError"),
+                     (132, "damaged: ZynStream::ExcTruncated"),
+                     (138, "its texts are in code page 64563, which is not known"),
+                     (144, "damaged: ZynStream::ExcContentError at offset = 148"),
+                     (148, "damaged: ZynStream::ExcParmMismatch at offset = 148"),
+                     (143, "parameter 10 (process) is missing"),
                      (stamp, "did not arrive as it was sent")):
     run = client("--damage", offset)
     check(run.returncode == 1 and told in run.stdout, f"{told!r} is missing in\n{run.stdout}")
@@ -181,11 +195,13 @@ for body, told in (
         (BODY[:starter] + BODY[starter_end:], "parameter 20 (starter) is missing"),
         (BODY[:flags + 8] + b"\xff" * 4 + BODY[flags + 12:], "4294967295 flags are more than 32"),
         (BODY + struct.pack(">II", 999, 0xFFFFFFFF), "ExcContentError at offset"),
-        (struct.pack(">II", 10, 0x7FFFFFFF) * 100000, "ExcContentError at offset = 28"),
+        (struct.pack(">II", 10, 0x7FFFFFFF) * 100000, "ExcContentError at offset = 148"),
         (b"", "is missing")):
     check(told in exchange(stream(body))[1], f"{told!r} expected for {body[:200].hex()}")
-check(exchange(MESSAGE.replace(b"MILLER", b"\x1b[31mR"))[0], "a starter is only a name")
-check(r"\x1B[31mR" in LOG.read_text() and "\x1b" not in LOG.read_text(), "a control character")
+plain = b"\0\0\0\0ZNID\3\5\0\0" + struct.pack(">II", 20 + len(BODY), 819) + BODY
+check(exchange(plain)[1] == "a stream without a work information header", "a plain stream")
+check(exchange(MESSAGE.replace("MÜLLER".encode(), b"\x1b[31mRR"))[0], "a starter is only a name")
+check(r"\x1B[31mRR" in LOG.read_text() and "\x1b" not in LOG.read_text(), "a control character")
 
 # Peers that send no whole message. Some of them stay, and others are served all the same.
 for data in (b"", b"\xff" * 100, b"\x7f\xff\xff\xff", b"\0\0\0\x64half"):
@@ -238,3 +254,54 @@ for number in (signal.SIGTERM, signal.SIGINT):
     check(client().returncode == 0, "a new server does not serve")
     server.send_signal(number)
     check(server.wait(60) == 0 and not Path(PATH).exists(), f"no clean end by {number}")
+
+# Client and server in different character sets. What the server's can't hold is refused, in words
+# that the client can show.
+INSTANCE, STARTER = "Köln 2024-0117, travel expenses in €", "MÜLLER"
+check(INSTANCE in text and STARTER in text, "the order has other names")
+for client_locale, client_set, page, server_locale, server_set, refused in (
+        ("de_DE.UTF-8", "utf-8", 1208, "de_DE.UTF-8", "utf-8", None),
+        ("de_DE.ISO-8859-15", "iso8859-15", 923, "de_DE.UTF-8", "utf-8", None),
+        ("de_DE.UTF-8", "utf-8", 1208, "de_DE.ISO-8859-15", "iso8859-15", None),
+        ("de_DE.UTF-8", "utf-8", 1208, "de_DE.ISO-8859-1", "iso8859-1",
+         r'the text "Köln 2024-0117, travel expenses in \x1A" is not'),
+        ("de_DE.ISO-8859-15", "iso8859-15", 923, "ja_JP.SJIS", "shift_jis",
+         "is not one in code page 943")):
+    what = f"{client_locale} to {server_locale}"
+    server = start(env=locale(server_locale))
+    faulty.write_bytes(text.encode(client_set))
+    run = client("--dump", order=faulty, env=locale(client_locale), encoding=client_set)
+    log = LOG.read_text(encoding=server_set)
+    check(f"code page {page}\n" in run.stdout, f"{what}: another code page in\n{run.stdout}")
+    for name in (INSTANCE, STARTER):
+        check(f" {name}\n" in run.stdout, f"{what}: no {name} in\n{run.stdout}")
+        check(refused or f" {name}\n" in log, f"{what}: no {name} in the server's output")
+    check(run.returncode == (1 if refused else 0), f"{what}: {run.stdout}")
+    check(not refused or refused in run.stdout and refused in log, f"{what}: {run.stdout}")
+    server.terminate()
+    server.wait(60)
+
+# Over TCP, at a port of the system's choice; the port is free again at once.
+server = start("127.0.0.1:0")
+place = LOG.read_text().splitlines()[0].removeprefix("ready at ")
+host, port = place.split(":")
+check((host, port) != ("127.0.0.1", "0"), place)
+with socket.create_connection((host, port)) as peer:  # goes with a reset
+    peer.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+for name in (place, f"localhost:{port}"):
+    run = client(path=name)
+    check(run.returncode == 0 and "accepted    yes" in run.stdout, run.stdout)
+second = subprocess.run([SERVER, place], timeout=60, text=True, stderr=subprocess.PIPE)
+check(second.returncode == 1 and "in use" in second.stderr, second.stderr)
+server.kill()
+server.wait()
+server = start(place)
+check(client(path=place).returncode == 0, "a new server does not serve")
+server.send_signal(signal.SIGTERM)
+check(server.wait(60) == 0, "no clean end over TCP")
+for name, told in (("0.0.0.0:0", "loopback"), ("192.168.0.1:80", "loopback"),
+                   ("example.org:80", "loopback"), (":80", "loopback"),
+                   ("127.0.0.1:65536", "from 0 to 65535"), ("127.0.0.1:", "from 0 to 65535"),
+                   ("127.0.0.1:8x", "from 0 to 65535")):
+    run = subprocess.run([SERVER, name], timeout=60, text=True, stderr=subprocess.PIPE)
+    check(run.returncode == 1 and told in run.stderr, f"{name}: {run.stderr}")

@@ -1,10 +1,12 @@
 // road_server SOCKET: takes orders until it is told to end by SIGTERM or SIGINT.
 //
 // SOCKET is a path, or HOST:PORT of the loopback interface; with port 0 the system chooses one, and
-// the line "ready at" tells which.
+// the line "ready at" tells which. What is printed is in the code page of this program's locale,
+// whatever that of the client is.
 //
 // One client after another, one order each. None of them can do more than keep the next one
 // waiting for as long as a message may take.
+#include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -70,10 +72,13 @@ Answer Refused(const Bytes& message, const ZynString& why) {
 // Whatever the bytes are, there is an answer to them.
 Answer AnswerTo(const Bytes& message) {
     try {
-        const WorkOrder order = UnpackOrder(message);
+        ZynStream stream = DecodeMessage(message);
+        const WorkOrder order = UnpackOrder(stream, CodePageOf(message));
         const ZynBIID instance = InstanceOf(order);
         Answer answer = Accepted(order);
-        std::cout << "order of " << message.size() << " bytes\n" << order;
+        std::cout << "order of " << message.size() << " bytes\n"
+                  << Line("service", Printable(stream.GetHXWIHServiceName()))
+                  << Line("step", Printable(stream.GetHXWIHServiceStep())) << order;
         std::cout << "for the instance " << instance << '\n';
         std::cout << "answer\n" << answer;
         return answer;
@@ -81,6 +86,10 @@ Answer AnswerTo(const Bytes& message) {
         return Refused(message, ZynString("damaged: ") | error.AsString());
     } catch (const ZynExtExcINVALID_OID& error) {
         return Refused(message, ZynString("not a handle of this kind: ") | error.AsString());
+    } catch (const ZynConverter::InvalidCodePage& error) {
+        return Refused(message, ("its texts are in code page " +
+                                 std::to_string(error.SourceCcsid()) + ", which is not known")
+                                    .c_str());
     } catch (const ZynException& error) {
         return Refused(message, error.AsString());
     } catch (const MessageError& error) {
@@ -88,10 +97,20 @@ Answer AnswerTo(const Bytes& message) {
     }
 }
 
+// In the code page of the client, or in this program's own if the client's is none.
+ZynStream AnswerStream(const Answer& answer, unsigned short codePage) {
+    try {
+        return PackAnswer(answer, codePage);
+    } catch (const ZynException&) {
+        return PackAnswer(answer, 0);
+    }
+}
+
 // A client that fails takes nobody with it.
 void Serve(Channel& client) {
     try {
-        const ZynStream answer = PackAnswer(AnswerTo(client.Receive()));
+        const Bytes message = client.Receive();
+        const ZynStream answer = AnswerStream(AnswerTo(message), CodePageOf(message));
         client.Send({answer.PreWrite(), answer.Length()});
     } catch (const ZynException& error) {
         std::cerr << "road_server: no answer: " << error << '\n';
@@ -113,6 +132,7 @@ void Run(const std::string& socket) {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    std::setlocale(LC_ALL, "");
     // Whole lines at once, also into a pipe.
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     if (argc != 2) {
