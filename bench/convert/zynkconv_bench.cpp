@@ -4,7 +4,6 @@
 
 #include <cstring>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <zynkern/zynkern.h>
@@ -85,11 +84,3 @@ void ConvertEqualCopy(benchmark::State& state) {
 BENCHMARK(ConvertEqualCopy)->Arg(16)->Arg(256)->Arg(1024);
 
 } // namespace
-
-int main(int argc, char* argv[]) {
-    // Some libraries leave their atomics out in a process that never had a second thread.
-    std::thread([] {}).join();
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
-}

@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <string>
-#include <thread>
 
 #include <zynkern/zynkern.h>
 
@@ -107,11 +106,3 @@ BENCHMARK(LineIntoFileSpdlog);
 #endif
 
 } // namespace
-
-int main(int argc, char* argv[]) {
-    // Some libraries leave their atomics out in a process that never had a second thread.
-    std::thread([] {}).join();
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
-}
