@@ -28,6 +28,24 @@ char failureText[FailureTextSize + 1];
     ZYN_THROW_INT(ZynAssertionException(ZYN_ORIGIN(routine), failureText));
 }
 
+void AppendDump(int file) {
+    const bool isLimited = zynkplat::HasFileSizeLimit();
+    const auto append = [file, isLimited](std::string_view piece) {
+        zynkplat::Append(file, piece.data(), piece.size(), isLimited);
+    };
+    append("------------------- Assertion occurred.  --------------------------------\n");
+    append("    ");
+    append(failureText);
+    append("\n");
+    append("------------------- Extended trace buffers follow "
+           "--------------------------------\n");
+    ZynBinary areas[3];
+    ZynTrace::DumpBuffers(areas[0], areas[1], areas[2]);
+    for (const ZynBinary& area : areas)
+        if (!area.IsNull() && area.Length() != 0 && *std::as_const(area).Data() != '\0')
+            append({area.Data(), area.Length()});
+}
+
 } // namespace
 
 void zynkRequire(const char* condition, const char* file, unsigned int line) {
@@ -52,33 +70,20 @@ void ZynDumpTraceBufs() {
     if (!ZynTrace::Xt() || ZynTrace::AlreadyDumped() || ZynTrace::IsForkedChild() ||
         isUnderWay.exchange(true))
         return;
-    const int file = zynkplat::OpenForAppending(ZynTrace::GetTraceFile().C_str());
-    if (file == 0) {
-        isUnderWay = false;
-        return;
-    }
-    if (ZynTrace::IsErrorOpen(ZynTrace::Error, ZynTrace::Kernel))
-        ZynTrace::Trace(__FILE_NAME__, __LINE__, "ZynDumpTraceBufs", ZynTrace::ErrorLevel,
-                        ZynTrace::Error, ZynTrace::Kernel, failureText);
-    const bool isLimited = zynkplat::HasFileSizeLimit();
-    const auto append = [file, isLimited](std::string_view piece) {
-        zynkplat::Append(file, piece.data(), piece.size(), isLimited);
-    };
-    append("------------------- Assertion occurred.  --------------------------------\n");
-    append("    ");
-    append(failureText);
-    append("\n");
-    append("------------------- Extended trace buffers follow "
-           "--------------------------------\n");
+    int file = 0;
     try {
-        ZynBinary areas[3];
-        ZynTrace::DumpBuffers(areas[0], areas[1], areas[2]);
-        for (const ZynBinary& area : areas)
-            if (!area.IsNull() && area.Length() != 0 && *std::as_const(area).Data() != '\0')
-                append({area.Data(), area.Length()});
+        file = zynkplat::OpenForAppending(ZynTrace::GetTraceFile().C_str());
+        if (file != 0) {
+            if (ZynTrace::IsErrorOpen(ZynTrace::Error, ZynTrace::Kernel))
+                ZynTrace::Trace(__FILE_NAME__, __LINE__, "ZynDumpTraceBufs", ZynTrace::ErrorLevel,
+                                ZynTrace::Error, ZynTrace::Kernel, failureText);
+            AppendDump(file);
+        }
     } catch (...) { // NOLINT(bugprone-empty-catch): a failure of the dump is never reported
     }
-    ZynTrace::_dumped = true;
-    zynkplat::Close(file);
+    if (file != 0) {
+        ZynTrace::_dumped = true;
+        zynkplat::Close(file);
+    }
     isUnderWay = false;
 }

@@ -52,6 +52,9 @@ extern const char* const TracePlatform;
 /// @{
 /// A descriptor of the file, which is created if it is missing; -1 if it can't be opened.
 int OpenForAppending(const char* name);
+/// Whether the descriptor may soon be another file's, as a host closes all that it finds and opens
+/// its own. A file is opened with a higher one where the process may have that.
+bool IsLowDescriptor(int file);
 /// Whether the process may be ended for a write beyond a limit of file sizes.
 bool HasFileSizeLimit();
 /// In one write, which fails at a limit of file sizes if one is told of. What can't be written is
@@ -94,13 +97,25 @@ unsigned long CurrentProcessId();
 /// The same; unique among the threads of the machine.
 unsigned long CurrentThreadId();
 /// Calls `end` when the calling thread ends, behind the destructors of its own values. One function
-/// a thread; false if there is no memory for that.
+/// a thread; false if there is no memory for that, or the ends are forgotten.
 bool AtThreadEnd(void (*end)());
 /// Calls nothing from now on: the code of `end` goes.
 void ForgetThreadEnds();
 /// Sets the process up for locks, ahead of its threads, its forks and what others have to do at
 /// these. The first lock tells a failure.
 void PrepareLocks();
+/// While it lives, the calling thread is not cancelled: it is not to end in the middle of a line,
+/// nor can it where no exception passes.
+class Uncancelled {
+  public:
+    Uncancelled();
+    Uncancelled(const Uncancelled&) = delete;
+    Uncancelled& operator=(const Uncancelled&) = delete;
+    ~Uncancelled();
+
+  private:
+    int _before = 0;
+};
 /// Full path of the program file, with its terminator in at most `size` bytes. False if it can't be
 /// told or doesn't fit.
 bool ExeFileName(char* buffer, unsigned long size);

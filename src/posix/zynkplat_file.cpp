@@ -7,7 +7,6 @@
 #include <ctime>
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -19,18 +18,8 @@ const char* const TracePlatform = "TVL_LINUX";
 
 namespace {
 
-// The calls of the system at which a thread can be cancelled: it is not to end in the middle of a
-// line.
-class Uncancelled {
-  public:
-    Uncancelled() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &_before); }
-    Uncancelled(const Uncancelled&) = delete;
-    Uncancelled& operator=(const Uncancelled&) = delete;
-    ~Uncancelled() { pthread_setcancelstate(_before, nullptr); }
-
-  private:
-    int _before = 0;
-};
+// Descriptors from here on are not among the first that a host gets.
+constexpr int HighDescriptor = 960; // below the 1024 of `select` and of the usual limit
 
 // A write beyond the process's limit of file sizes fails, as on a full disk, instead of ending it.
 ssize_t WriteWithinLimit(int file, const char* bytes, unsigned long n) {
@@ -54,8 +43,7 @@ ssize_t WriteWithinLimit(int file, const char* bytes, unsigned long n) {
 // get the lowest numbers. A line must not come into them, so the file takes a high one. It keeps
 // its own where the process may have few, and 0, which counts as none.
 int Moved(int file) {
-    constexpr int High = 960; // below the 1024 of `select` and of the usual limit
-    const int moved = file > 0 ? fcntl(file, F_DUPFD_CLOEXEC, High) : -1;
+    const int moved = file > 0 ? fcntl(file, F_DUPFD_CLOEXEC, HighDescriptor) : -1;
     if (moved < 0)
         return file;
     close(file);
@@ -71,6 +59,10 @@ int OpenForAppending(const char* name) {
     constexpr mode_t OwnerOnly = 0600;
     const Uncancelled extent;
     return Moved(open(name, Flags, OwnerOnly));
+}
+
+bool IsLowDescriptor(int file) {
+    return file < HighDescriptor;
 }
 
 bool HasFileSizeLimit() {

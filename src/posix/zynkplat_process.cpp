@@ -49,6 +49,7 @@ constinit thread_local KnownThread knownThread = {};
 // The key whose destructor tells the end of a thread.
 constinit pthread_key_t threadEnd = 0;
 constinit std::atomic<bool> hasThreadEnd{false};
+constinit std::atomic<bool> areThreadEndsForgotten{false};
 
 bool CopyText(std::string_view text, char* buffer, unsigned long size) {
     if (text.size() >= size)
@@ -84,16 +85,26 @@ unsigned long CurrentThreadId() {
 }
 
 bool AtThreadEnd(void (*end)()) {
-    static const bool isThere = pthread_key_create(&threadEnd, [](void* function) {
-                                    reinterpret_cast<void (*)()>(function)();
-                                }) == 0;
-    hasThreadEnd = isThere;
-    return isThere && pthread_setspecific(threadEnd, reinterpret_cast<void*>(end)) == 0;
+    static const bool isMade = [] {
+        const auto call = [](void* function) { reinterpret_cast<void (*)()>(function)(); };
+        return hasThreadEnd = !areThreadEndsForgotten && pthread_key_create(&threadEnd, call) == 0;
+    }();
+    return isMade && hasThreadEnd &&
+           pthread_setspecific(threadEnd, reinterpret_cast<void*>(end)) == 0;
 }
 
 void ForgetThreadEnds() {
+    areThreadEndsForgotten = true;
     if (hasThreadEnd.exchange(false))
         pthread_key_delete(threadEnd);
+}
+
+Uncancelled::Uncancelled() {
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &_before);
+}
+
+Uncancelled::~Uncancelled() {
+    pthread_setcancelstate(_before, nullptr);
 }
 
 // The system marks the name of a file that has been removed, as an update of a running program

@@ -10,6 +10,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "zynkplat.h"
 #include "zynkplat_descriptor.h"
 
 namespace zynksem {
@@ -221,6 +222,7 @@ bool MutexFile::HasItsName() const {
 }
 
 int MutexFile::Close(bool mayRemove) noexcept {
+    const zynkplat::Uncancelled extent; // no exception passes here
     const int error = Error(munmap(_mutex, sizeof *_mutex));
     // Who turns into a daemon closes all descriptors, and then the number is another file's.
     struct stat status = {};

@@ -12,6 +12,7 @@
 #include "zynksem.h"
 #include "zynktrc_codes.h"
 #include "zynktrc_file.h"
+#include "zynktrc_wait.h"
 #include "zynktrcb.h"
 
 // Constant, so that a line of a static object that is built before the library is loaded meets
@@ -23,14 +24,13 @@ constinit std::atomic<bool> ZynTrace::_Initialized{false};
 constinit std::atomic<bool> ZynTrace::_FlipFlopTrace{false};
 constinit std::atomic<unsigned long> ZynTrace::_TraceFileSize{0};
 constinit std::atomic<unsigned long> ZynTrace::_TraceBufferSize{0};
-constinit std::atomic<bool> ZynTrace::_Externalize{false};
 constinit std::atomic<int (*)(ZynBinary&)> ZynTrace::_pExtFn{nullptr};
 constinit std::atomic<void (*)()> ZynTrace::_pNotifyBufSwFn{nullptr};
 constinit std::atomic<bool> ZynTrace::_dumped{false};
 constinit std::atomic<ZynMutexSemaphore*> ZynTrace::_pSem{nullptr};
 constinit std::atomic<ZynTraceBuffer*> ZynTrace::_pTrcb{nullptr};
 constinit ZynTraceBuffer* ZynTrace::_retired = nullptr;
-constinit std::atomic<bool> ZynTrace::_isRetiring{false};
+constinit std::atomic<bool> ZynTrace::_isChanging{false};
 
 namespace {
 
@@ -83,7 +83,40 @@ std::string_view NextField(std::string_view& list) {
     return field.substr(0, field.find_last_not_of(Blank) + 1); // npos + 1 is 0
 }
 
+// In the place of a receiver that is null, so that one value tells both whether there is one and
+// which: another thread may change it at any time.
+int NoReceiver(ZynBinary& /*area*/) {
+    zynkRequire("_Externalize == true && _pExtFn != 0", __FILE_NAME__, __LINE__);
+}
+
 } // namespace
+
+// The extent in which one thread alone makes buffers or gives them up. The others wait, but not in
+// a function of the host, which that one may wait for, nor in the child of a fork, where it is not.
+class ZynTrace::Change {
+  public:
+    explicit Change(zynktrc::Patience patience)
+        : _patience(IsForkedChild() ? zynktrc::None : patience),
+          _isMine(zynktrc::WaitUntil([] { return !_isChanging.exchange(true); },
+                                     ZynTraceBuffer::IsHandingOver() ? zynktrc::None : _patience)) {
+    }
+    Change(const Change&) = delete;
+    Change& operator=(const Change&) = delete;
+    ~Change() {
+        if (_isMine)
+            _isChanging = false;
+    }
+
+    bool IsMine() const { return _isMine; }
+    /// For the calls of the host in other threads.
+    void AwaitOthers() const {
+        zynktrc::WaitUntil([] { return !ZynTraceBuffer::AreOthersHandingOver(); }, _patience);
+    }
+
+  private:
+    zynktrc::Patience _patience;
+    bool _isMine;
+};
 
 // The store will bring settings of the current configuration here, once it has landed.
 void ZynTrace::Load() {
@@ -105,16 +138,20 @@ void ZynTrace::WriteBanner() {
     line("  Platform: ", zynkplat::TracePlatform);
 }
 
-// Code that runs in the rest of the unload meets closed gates. The child of a fork has but a copy
-// of the buffers, which are its parent's to hand over.
+// Code that runs in the rest of the unload meets closed gates. Threads that are at the buffers are
+// not waited for without end: they may be no more. The lock of the file is free by then, for these.
 void ZynTrace::Unload() noexcept {
+    constexpr zynktrc::Patience Bounded{1000};
     zynktrc::FileLock::Retire(_pSem, [] {
         SetFilter(0, 0, 0);
         Stop();
-        if (Xt())
-            RetireBuffers();
-        Write(_gate._Xt, false);
     });
+    const Change change(Bounded);
+    if (change.IsMine()) {
+        RetireBuffers();
+        change.AwaitOthers();
+    }
+    Write(_gate._Xt, false);
     zynkplat::ForgetThreadEnds();
 }
 
@@ -230,57 +267,56 @@ bool ZynTrace::MakeBuffers() noexcept {
     }
 }
 
+// The child of a fork has but a copy of them, which are its parent's to hand over.
 void ZynTrace::RetireBuffers() noexcept {
     ZynTraceBuffer* const buffers = _pTrcb.load();
-    if (buffers == nullptr || _isRetiring.exchange(true))
+    if (buffers == nullptr)
         return;
     try {
         if (!IsForkedChild())
-            buffers->Flush();
+            buffers->Close();
     } catch (...) { // NOLINT(bugprone-empty-catch): a failure of the trace is never reported
     }
     _pTrcb.store(nullptr);
     buffers->_older = std::exchange(_retired, buffers);
-    _isRetiring = false;
 }
 
-// The receiver of the last area may call it in the middle of the switching off, which goes on.
 void ZynTrace::SetXt(bool on, void (*notify)(), ZynTraceBufReg* reg) {
-    if (!Read(_Initialized) || _isRetiring)
+    if (!Read(_Initialized))
         return;
-    Write(_pNotifyBufSwFn, notify);
-    if (!Xt() && on) {
-        CloseFile();
-        on = MakeBuffers(); // without memory lines go on into the file
-    } else if (Xt() && !on) {
-        Write(_pNotifyBufSwFn, static_cast<void (*)()>(nullptr));
-        CloseFile();
-        RetireBuffers();
+    const Change change(zynktrc::Endless);
+    if (change.IsMine()) {
+        Write(_pNotifyBufSwFn, notify);
+        if (!Xt() && on) {
+            CloseFile();
+            on = MakeBuffers(); // without memory lines go on into the file
+        } else if (Xt() && !on) {
+            Write(_pNotifyBufSwFn, static_cast<void (*)()>(nullptr));
+            CloseFile();
+            RetireBuffers();
+        }
+        if (!on)
+            change.AwaitOthers();
+        Write(_gate._Xt, on);
     }
     if (reg != nullptr) {
         const ZynTraceBuffer* const buffers = _pTrcb.load();
         *reg = buffers != nullptr ? buffers->Register() : ZynTraceBufReg{};
     }
-    Write(_gate._Xt, on);
 }
 
 void ZynTrace::SetExternalization(bool on, int (*fn)(ZynBinary&)) {
     if (!Read(_Initialized))
         return;
-    if (on) {
-        Write(_pExtFn, fn);
-        Write(_Externalize, true);
-    } else {
-        Write(_Externalize, false);
+    if (on)
+        Write(_pExtFn, fn != nullptr ? fn : NoReceiver);
+    else
         Write(_pExtFn, static_cast<int (*)(ZynBinary&)>(nullptr));
-    }
 }
 
 int ZynTrace::Externalize(ZynBinary& area) {
     auto* const receiver = Read(_pExtFn);
-    ZYN_REQUIRE_TEXT(ShouldExternalize() && receiver != nullptr,
-                     "_Externalize == true && _pExtFn != 0");
-    return receiver(area);
+    return receiver != nullptr ? receiver(area) : NoReceiver(area);
 }
 
 void ZynTrace::NotifyBufferSwitch() {

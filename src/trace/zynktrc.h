@@ -134,7 +134,8 @@ class ZYN_EXPORT ZynTrace {
     static void TraceCtx(const char* file, unsigned long line, const char* function,
                          unsigned long level, unsigned int category, unsigned int component,
                          int contextMask, std::string_view text) noexcept;
-    /// Hands over the current memory buffer, if extended trace is on. The file needs none.
+    /// Hands over the current memory buffer, if extended trace is on. The file needs none. Nothing
+    /// happens in the calling thread's own notify function and receiver.
     static void Flush() noexcept;
     /// Name of the trace file.
     static const ZynString& GetTraceFile();
@@ -156,13 +157,18 @@ class ZYN_EXPORT ZynTrace {
     static bool Xt() { return Read(_gate._Xt); }
     /// Switches it on or off.
     ///
-    /// @param notify called, if not null, when a buffer is full, in the thread that filled it
+    /// When it returns from switching off, `notify` and the receiver have returned in all threads
+    /// and are not called again; the caller must not hold what they wait for. They may switch off
+    /// as well, and are not waited for then; while another thread is at it, that changes nothing.
+    ///
+    /// @param notify called, if not null, when a buffer is full, in the thread that filled it; that
+    ///               can't be cancelled meanwhile
     /// @param reg    filled, if not null
     static void SetXt(bool on, void (*notify)(), ZynTraceBufReg* reg);
     /// `fn` gets each buffer that is full or flushed, in the thread that filled it, and may keep
     /// it. Null and `on` are the caller's fault.
     static void SetExternalization(bool on, int (*fn)(ZynBinary&));
-    static bool ShouldExternalize() { return Read(_Externalize); }
+    static bool ShouldExternalize() { return Read(_pExtFn) != nullptr; }
     /// Passes a buffer to the receiver, whose result it returns. Without one it is a contract
     /// failure.
     static int Externalize(ZynBinary& area);
@@ -192,6 +198,8 @@ class ZYN_EXPORT ZynTrace {
 
   private:
     friend void ZynDumpTraceBufs();
+    friend class ZynTraceBuffer;
+    class Change;
 
     /// What the gates read, in one place.
     struct Gate {
@@ -242,14 +250,13 @@ class ZYN_EXPORT ZynTrace {
     static int _fdesc;
     static unsigned long _opentries;
     static std::atomic<unsigned long> _TraceBufferSize;
-    static std::atomic<bool> _Externalize;
     static std::atomic<int (*)(ZynBinary&)> _pExtFn;
     static std::atomic<void (*)()> _pNotifyBufSwFn;
     static std::atomic<bool> _dumped;
     static std::atomic<ZynMutexSemaphore*> _pSem;
     static std::atomic<ZynTraceBuffer*> _pTrcb;
     static ZynTraceBuffer* _retired;
-    static std::atomic<bool> _isRetiring;
+    static std::atomic<bool> _isChanging;
 };
 
 /// A character stream for the text of one line. It is lent by the calling thread, so that a line

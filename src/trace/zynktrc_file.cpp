@@ -129,10 +129,12 @@ void ZynTrace::CloseFile() {
 }
 
 // What the host may change is not asked for at each line, where a call of the system would cost as
-// much as the line, but at some, and behind one that failed.
+// much as the line, but at some, behind one that failed, and at each if the host's next files may
+// get the descriptor. A limit of file sizes that is set between two looks ends the process as a
+// write of its own would.
 void ZynTrace::LookAtFile() {
     constexpr int LinesBetweenLooks = 64;
-    linesToLook = LinesBetweenLooks;
+    linesToLook = zynkplat::IsLowDescriptor(_fdesc) ? 0 : LinesBetweenLooks;
     isLost = !IsOwnFile();
     isLimited = zynkplat::HasFileSizeLimit();
 }

@@ -74,10 +74,12 @@ class ZynTrace::Text::Lent {
     std::string_view View() const { return _memory.View(); }
 
   private:
-    /// As if it was new.
+    /// As if it was new, but for the words and callbacks of users that a stream can't be asked for.
     void Reset() {
         _memory.Clear();
         _stream.exceptions(std::ios::goodbit);
+        if (_stream.rdbuf() != &_memory)
+            _stream.rdbuf(&_memory);
         _stream.clear();
         _stream.flags(std::ios::skipws | std::ios::dec);
         _stream.precision(6);

@@ -5,15 +5,13 @@
 #include <thread>
 
 #include "zynkops.h"
+#include "zynkplat.h"
 #include "zynktrcb_walk.h"
 
 namespace {
 
 // Of the process; the first area bears 2.
 std::atomic<std::uint32_t> lastSequenceNumber{1};
-
-// An area is never filled to its last bytes.
-constexpr unsigned long SpareBytes = 2;
 
 // Offsets of the header's fields.
 constexpr unsigned long SequenceOffset = 8;
@@ -24,7 +22,60 @@ constexpr char HeaderTemplate[] = "\x00\x00\x00\x1C\xFF\xFF\xFF\xFF\x00\x00\x00\
                                   "\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x1C";
 static_assert(sizeof HeaderTemplate == zynktrcb::HeaderLength + 1);
 
+constexpr unsigned long RecordLength(std::string_view entry) {
+    return entry.size() + zynktrcb::FrameLength + zynktrcb::EpilogLength;
+}
+
+// Those under way, and those of them that the calling thread is in.
+constinit std::atomic<int> handOvers{0};
+constinit thread_local int ownHandOvers = 0;
+
+// The extent of a switch with its calls of the host. It begins ahead of the turn, so that who has
+// had a later turn and finds none under way knows that there will be none of the areas before.
+class HandOver {
+  public:
+    HandOver() {
+        ++handOvers;
+        ++ownHandOvers;
+    }
+    HandOver(const HandOver&) = delete;
+    HandOver& operator=(const HandOver&) = delete;
+    ~HandOver() {
+        --ownHandOvers;
+        --handOvers;
+    }
+};
+
 } // namespace
+
+// The extent in which one thread alone changes what areas there are; others wait for the moment in
+// which it clears them. A signal handler that has interrupted it can't: it gets no turn.
+class ZynTraceBuffer::Turn {
+  public:
+    explicit Turn(std::atomic<unsigned long>& holder) : _holder(holder) {
+        const unsigned long self = zynkplat::CurrentThreadId();
+        unsigned long found = 0;
+        while (!_holder.compare_exchange_weak(found, self, std::memory_order_acquire)) {
+            if (found == self)
+                return;
+            found = 0;
+            std::this_thread::yield();
+        }
+        _isMine = true;
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    ~Turn() {
+        if (_isMine)
+            _holder.store(0, std::memory_order_release);
+    }
+
+    bool IsMine() const { return _isMine; }
+
+  private:
+    std::atomic<unsigned long>& _holder;
+    bool _isMine = false;
+};
 
 ZynTraceBuffer::ZynTraceBuffer(unsigned long size) : _size(std::max(size, zynktrcb::HeaderLength)) {
     for (unsigned long i = 0; i < Areas; ++i) {
@@ -34,8 +85,10 @@ ZynTraceBuffer::ZynTraceBuffer(unsigned long size) : _size(std::max(size, zynktr
     Restart();
 }
 
-// Three areas without a line.
+// Three areas without a line. Another thread may be late with one for those before.
 void ZynTraceBuffer::Restart() {
+    const Turn turn(_switcher);
+    _isClosed = false;
     for (unsigned long i = 0; i < Areas; ++i) {
         _areas[i].PostRead(_size);
         std::memset(_buf[i], 0, _size);
@@ -45,9 +98,27 @@ void ZynTraceBuffer::Restart() {
 
 ZynTraceBuffer::~ZynTraceBuffer() {
     try {
-        Switch();
+        Switch(_size);
     } catch (...) { // NOLINT(bugprone-empty-catch): a failure of the trace is never reported
     }
+}
+
+void ZynTraceBuffer::Flush() {
+    if (!IsHandingOver())
+        Switch(_size);
+}
+
+// Hands over the last area.
+void ZynTraceBuffer::Close() {
+    Switch(_size, true);
+}
+
+bool ZynTraceBuffer::IsHandingOver() {
+    return ownHandOvers != 0;
+}
+
+bool ZynTraceBuffer::AreOthersHandingOver() {
+    return handOvers > ownHandOvers;
 }
 
 // Asserts as well that the position is in one.
@@ -74,13 +145,10 @@ char* ZynTraceBuffer::Init(unsigned long index) {
 // has moved the position over it.
 char* ZynTraceBuffer::Claim(unsigned long length) {
     char* at = _pCurr.load(std::memory_order_acquire);
-    for (;;) {
-        const char* const end = _buf[AreaOf(at)] + _size;
-        if (length + SpareBytes > static_cast<unsigned long>(end - at))
-            return nullptr;
+    while (HasRoom(at, length))
         if (_pCurr.compare_exchange_weak(at, at + length, std::memory_order_acq_rel))
             return at;
-    }
+    return nullptr;
 }
 
 void ZynTraceBuffer::Append(const ZynString& entry) {
@@ -89,20 +157,26 @@ void ZynTraceBuffer::Append(const ZynString& entry) {
 }
 
 void ZynTraceBuffer::Append(std::string_view entry) {
-    if (Store(entry))
-        return;
+    if (!Store(entry)) [[unlikely]]
+        StoreInNext(entry);
+}
+
+// Other threads may fill the next area as well before this one comes to it.
+void ZynTraceBuffer::StoreInNext(std::string_view entry) {
+    const unsigned long length = RecordLength(entry);
+    const bool fits = zynktrcb::HeaderLength + length + SpareBytes <= _size;
     try {
-        Switch();
+        while (Switch(length) && !Store(entry) && fits)
+            ;
     } catch (...) {
         Store(entry); // it has been the receiver's failure
         throw;
     }
-    Store(entry);
 }
 
 // False if there is no room in the current area.
 bool ZynTraceBuffer::Store(std::string_view entry) {
-    const unsigned long length = entry.size() + zynktrcb::FrameLength + zynktrcb::EpilogLength;
+    const unsigned long length = RecordLength(entry);
     char* const to = Claim(length);
     if (to == nullptr)
         return false;
@@ -114,35 +188,40 @@ bool ZynTraceBuffer::Store(std::string_view entry) {
     return true;
 }
 
-// One thread switches; others that found no room wait for the moment in which it clears the next
-// area.
-void ZynTraceBuffer::Switch() {
-    const unsigned long full = AreaOf(_pCurr.load(std::memory_order_acquire));
-    if (_isSwitching.exchange(true, std::memory_order_acquire)) {
-        while (_isSwitching.load(std::memory_order_acquire))
-            std::this_thread::yield();
-        return;
-    }
-    char* at = _pCurr.load(std::memory_order_acquire);
-    const bool isStillFull = at >= _buf[full] && at <= _buf[full] + _size;
-    if (isStillFull)
+// Makes the next area the current one, unless there is room for a record of `length` bytes by now.
+// False if there will be none: the thread can't have its turn, or the areas are closed.
+bool ZynTraceBuffer::Switch(unsigned long length, bool isLast) {
+    const zynkplat::Uncancelled extent;
+    const HandOver handOver;
+    unsigned long full = 0;
+    unsigned long used = 0;
+    {
+        const Turn turn(_switcher);
+        if (!turn.IsMine() || _isClosed)
+            return false;
+        const char* at = _pCurr.load(std::memory_order_acquire);
+        full = AreaOf(at);
+        if (HasRoom(at, length))
+            return true;
         at = _pCurr.exchange(Init((full + 1) % Areas), std::memory_order_acq_rel);
-    _isSwitching.store(false, std::memory_order_release);
-    if (!isStillFull)
-        return;
+        used = static_cast<unsigned long>(at - _buf[full]);
+        _areas[full].PostRead(used);
+        _isClosed = isLast;
+    }
     ZynTrace::NotifyBufferSwitch();
-    PostProcess(full, static_cast<unsigned long>(at - _buf[full]));
+    PostProcess(full, used);
+    return true;
 }
 
 // The receiver gets a value of its own, to keep or to change: late lines of other threads may still
 // go into the area itself.
-void ZynTraceBuffer::PostProcess(unsigned long index, unsigned long used) {
+void ZynTraceBuffer::PostProcess(unsigned long index, unsigned long used) const {
     ZYN_ENSURE_TEXT(index < Areas, "\"Invalid Branch\" == 0");
-    _areas[index].PostRead(used);
-    if (!ZynTrace::ShouldExternalize())
+    auto* const receiver = ZynTrace::Read(ZynTrace::_pExtFn);
+    if (receiver == nullptr)
         return;
     ZynBinary handed(_buf[index], used);
-    ZynTrace::Externalize(handed);
+    receiver(handed);
 }
 
 void ZynTraceBuffer::DumpBuffers(ZynBinary& oldest, ZynBinary& middle, ZynBinary& newest) {

@@ -23,11 +23,13 @@ class ZYN_EXPORT ZynTraceBuffer {
     /// Switches once more, so that the receiver gets the last lines.
     ~ZynTraceBuffer();
 
-    /// Stores one line. One that is too long for an area is dropped. Does not allocate.
+    /// Stores one line. One that is too long for an area is dropped, and so is one that does not
+    /// fit if a signal handler has it while its own thread switches. Does not allocate.
     void Append(const ZynString& entry);
     void Append(std::string_view entry);
-    /// Hands over the current area and goes on with the next one.
-    void Flush() { Switch(); }
+    /// Hands over the current area and goes on with the next one. Nothing happens in the calling
+    /// thread's own notify function and receiver.
+    void Flush();
     /// The text of the lines in each area, in the order in which the areas were filled. What a
     /// reused area has got since its last turn may lack its end.
     void DumpBuffers(ZynBinary& oldest, ZynBinary& middle, ZynBinary& newest);
@@ -38,19 +40,30 @@ class ZYN_EXPORT ZynTraceBuffer {
   private:
     friend class ZynTrace;
     static constexpr unsigned long Areas = 3;
+    static constexpr unsigned long SpareBytes = 2; ///< an area is never filled to its last bytes
+
+    class Turn;
 
     void Restart();
+    void Close();
+    static bool IsHandingOver();
+    static bool AreOthersHandingOver();
     unsigned long AreaOf(const char* at) const;
+    bool HasRoom(const char* at, unsigned long length) const {
+        return length + SpareBytes <= static_cast<unsigned long>(_buf[AreaOf(at)] + _size - at);
+    }
     char* Claim(unsigned long length);
     bool Store(std::string_view entry);
+    void StoreInNext(std::string_view entry);
     char* Init(unsigned long index);
-    void Switch();
-    void PostProcess(unsigned long index, unsigned long used);
+    bool Switch(unsigned long length, bool isLast = false);
+    void PostProcess(unsigned long index, unsigned long used) const;
     void DumpBuf(ZynBinary& out, unsigned long index) const;
 
     unsigned long _size;
-    std::atomic<char*> _pCurr{nullptr}; ///< next free byte; it tells the current area as well
-    std::atomic<bool> _isSwitching{false};
+    std::atomic<char*> _pCurr{nullptr};      ///< next free byte; it tells the current area as well
+    std::atomic<unsigned long> _switcher{0}; ///< the thread that has the turn; 0 is none
+    bool _isClosed = false;                  ///< of the turn: nothing is handed over any more
     char* _buf[Areas];
     ZynBinary _areas[Areas];          ///< the owners
     ZynTraceBuffer* _older = nullptr; ///< the next one that was given up

@@ -8,6 +8,7 @@ import datetime
 import itertools
 import os
 import re
+import resource
 import shutil
 import struct
 import subprocess
@@ -218,10 +219,14 @@ run = Run("error", TRACE_CRITERIA=ALL, TRACE_FILE="no/such/folder/x")
 run = Run("error", "descriptors", before=lambda f: (f / "zyntrc.log").mkdir(), TRACE_CRITERIA=ALL)
 run = Run("line", 1, 0x40, 1, "closeall", "error", "error", TRACE_CRITERIA=ALL)
 check("an error" not in run.text(), "a line into a closed descriptor")
-run = Run("error", "takedescriptors", "own", "error", "reinit", "error", "descriptors",
-          TRACE_CRITERIA="1,0002,00000001")
-check((run.folder / "own").read_text() == "the host's own" and run.texts() == ["an error"] * 2 and
-      "descriptors 11" in run.output, "a descriptor that is another file's by now")
+limit = resource.getrlimit(resource.RLIMIT_NOFILE)
+for few in (256, limit[0]):
+    resource.setrlimit(resource.RLIMIT_NOFILE, (few, limit[1]))
+    run = Run("error", "takedescriptors", "own", "error", "reinit", "error", "descriptors",
+              TRACE_CRITERIA="1,0002,00000001")
+    check((run.folder / "own").read_text() == "the host's own" and
+          run.texts() == ["an error"] * 2 and "descriptors 11" in run.output,
+          "a descriptor that is another file's by now")
 run = Run("closeinput", "error", "error", "error", "facts", TRACE_CRITERIA="1,0002,00000001")
 check(run.texts() == ["an error"] * 2, "a descriptor of 0 counts as none")
 os.mkfifo(fifo := Path(tempfile.mkdtemp()) / "fifo")
@@ -265,6 +270,10 @@ check(run.texts()[-1] == "thread 0 line 9", "the settings were not read anew")
 run = Run("externalize", "areas", "xt", 1, "lines", 4, 5000, "flush", "facts",
           TRACE_CRITERIA="1,0040,00000001", TRACE_BUFFER_SIZE="64")
 check(len(run.texts()) == 9 and (run.folder / "areas").stat().st_size > 1000000, "buffers of threads")
+
+run = Run("multi", "turns", 30000, "xt", 1, "facts", TRACE_CRITERIA="1,0040,00000001",
+          TRACE_FILE="/dev/null/x", TRACE_BUFFER_SIZE="64")
+check("buffers 6553611\n1 1 64 1 1 0 " in run.output, "buffers that are switched by two threads")
 
 # Extended trace: buffers in the place of the file; a first failure appends them, a second nothing.
 run = Run("descriptors", "xt", 1, "line", 1, 0x40, 1, "fail", "facts", "fail", "descriptors",

@@ -202,6 +202,18 @@ const std::map<std::string, std::function<void(Words&)>> commands = {
          }
          writer.join();
      }},
+    // Two threads switch the buffers on and off and flush them.
+    {"turns",
+     [](Words& w) {
+         const auto turn = [rounds = w.Number()] {
+             for (unsigned long i = 0; i < rounds; ++i) {
+                 ZynTrace::SetXt(i % 2 == 0, nullptr, nullptr);
+                 ZynTrace::Flush();
+             }
+         };
+         const std::jthread other(turn);
+         turn();
+     }},
     {"fork", [](Words&) { InChild([] { Flow(false); }); }},
     {"closeall",
      [](Words&) {

@@ -1,8 +1,10 @@
 #include "zynktrc.h"
 
+#include <cstdlib>
 #include <iomanip>
 
 #include "contract/failing.h"
+#include "zynkplat.h"
 #include "zynktrc_line.h"
 
 namespace {
@@ -93,7 +95,16 @@ TEST(TraceText, IsFreshForEachLine) {
         next.Stream() << 16;
         next.Stream().setstate(std::ios::badbit);
         EXPECT_EQ(next.View(), "16");
+        next.Stream().rdbuf(nullptr);
     }
+}
+
+TEST(TraceText, ForgetsTheEndsOfThreads) {
+    pthread_key_t next = 0;
+    EXPECT_EXIT((zynkplat::AtThreadEnd([] {}), zynkplat::ForgetThreadEnds(),
+                 pthread_key_create(&next, nullptr),
+                 std::quick_exit(zynkplat::AtThreadEnd([] {}) ? 1 : 0)),
+                testing::ExitedWithCode(0), "");
 }
 
 TEST(TraceLine, GrowsWithItsText) {

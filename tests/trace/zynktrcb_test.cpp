@@ -1,7 +1,12 @@
 #include "zynktrcb.h"
 
 #include <algorithm>
+#include <atomic>
+#include <csignal>
 #include <random>
+#include <thread>
+
+#include <unistd.h>
 
 #include "contract/failing.h"
 #include "zynktrcb_walk.h"
@@ -10,6 +15,8 @@
 namespace {
 
 constexpr unsigned long Size = 1000;
+/// Takes long to clear and to copy, so that others meet a switch in the middle.
+constexpr unsigned long Large = 1UL << 22U;
 
 /// What the receiver has got, and what it is to do with it.
 std::vector<ZynBinary> kept;
@@ -152,6 +159,65 @@ TEST_F(TraceBuffer, OutlivesItsReceiver) {
     EXPECT_EQ(thrown, 8);
     append('d');
     EXPECT_THAT(Dump(), testing::EndsWith(std::string(600, 'd')));
+}
+
+// Others may fill the area that comes, as the receiver does here.
+TEST_F(TraceBuffer, HasRoomForEachLineThatFits) {
+    const auto line = [](char c) { return std::string(Size - 2 - 28 - 12, c); };
+    receive = [&](ZynBinary& area) {
+        kept.push_back(area);
+        if (kept.size() == 1)
+            buffer.Append(line('b'));
+        return 0;
+    };
+    for (const char c : {'a', 'c'})
+        buffer.Append(line(c));
+    buffer.Flush();
+    ASSERT_EQ(kept.size(), 3U);
+    EXPECT_EQ(Lines(kept[0]) + Lines(kept[1]) + Lines(kept[2]), line('a') + line('b') + line('c'));
+}
+
+TEST_F(TraceBuffer, LosesItsReceiverAtAnyTime) {
+    const std::jthread changing([](const std::stop_token& stop) {
+        for (bool on = false; !stop.stop_requested(); on = !on)
+            ZynTrace::SetExternalization(on, [](ZynBinary&) { return 0; });
+    });
+    ZynTraceBuffer large(Large);
+    for (int i = 0; i < 100; ++i)
+        EXPECT_NO_THROW(large.Append(std::string(Large - 2 - 28 - 12, 'x')));
+}
+
+TEST_F(TraceBuffer, DropsTheLineOfAHandlerThatHasNoTurn) {
+    ZynTrace::SetExternalization(false, nullptr);
+    static ZynTraceBuffer large(Large);
+    static const std::string tooLong(Large, 'x');
+    signal(SIGALRM, [](int) { large.Append(std::string_view(tooLong)); });
+    for (int i = 0; i < 100; ++i) {
+        ualarm(200, 0);
+        large.Flush();
+    }
+    ualarm(0, 0);
+}
+
+// The receiver of another thread is awaited; it may flush and switch off, and is not cancelled.
+TEST_F(TraceBuffer, IsSwitchedOffBehindItsReceivers) {
+    std::atomic<int> calls{0};
+    ZynTraceBufReg inside = areas;
+    receive = [&](ZynBinary&) {
+        if (calls++ != 0)
+            return 0;
+        pthread_cancel(pthread_self());
+        usleep(50000);
+        ZynTrace::Flush();
+        ZynTrace::SetXt(false, nullptr, &inside);
+        return switches = calls;
+    };
+    ZynTrace::SetXt(true, nullptr, nullptr);
+    std::thread([] { ZynTrace::Flush(); }).detach();
+    while (calls == 0)
+        std::this_thread::yield();
+    ZynTrace::SetXt(false, nullptr, nullptr);
+    EXPECT_EQ(std::pair(switches, inside.size), std::pair(2, 0UL));
 }
 
 TEST(TraceArea, IsWalkedUpToItsDamage) {
