@@ -18,7 +18,7 @@ constexpr unsigned short CodePages[] = {37,  273, 437,  500, 819, 850,
 
 // Stays for good, as the converters in it do.
 ZynIconvDescriptorArray& NewArray() {
-    static std::vector<ZynIconvDescriptorArray*> arrays;
+    static auto& arrays = *new std::vector<ZynIconvDescriptorArray*>;
     arrays.push_back(new ZynIconvDescriptorArray);
     return *arrays.back();
 }
