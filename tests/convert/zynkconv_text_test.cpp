@@ -297,6 +297,7 @@ TEST(Conversion, IsForAnyThread) {
                 "a";
     const std::string expected = Converted(text, 1208, 930);
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int i = 0; i < 4; ++i)
         threads.emplace_back([&, i] {
             const auto other = static_cast<unsigned short>(i % 2 == 0 ? 850 : 437);

@@ -309,7 +309,8 @@ TEST(ZynStreamIndex, AgreesWithAListOfFrames) {
                 frames.push_back({id, Word(1 + id % 5)});
                 break;
             case 4: {
-                const bool changes = std::erase_if(frames, [](const Parm& f) { return f.id == 0; });
+                const bool changes =
+                    std::erase_if(frames, [](const Parm& f) { return f.id == 0; }) != 0;
                 if (changes)
                     std::sort(frames.begin(), frames.end(),
                               [](const Parm& a, const Parm& b) { return a.id < b.id; });
