@@ -54,7 +54,7 @@ class ZYN_EXPORT ZynConverter {
     /// failure the target holds what had been written.
     unsigned long Convert(const char* src, unsigned long srcLen, char* tgt, unsigned long tgtLen,
                           bool hidden = false) const;
-    /// Takes over the bytes of a null `src` only if they are none. A text that grows to three times
+    /// As the first, into a string that is never null afterwards. A text that grows to three times
     /// its bytes or more, in another code page, is InsufficientBufferSize. After a failure the
     /// target is as before.
     void Convert(const char* src, unsigned long srcLen, ZynString& tgt, bool hidden = false) const;
@@ -71,7 +71,8 @@ class ZYN_EXPORT ZynConverter {
 
     /// @name Unicode
     /// UTF-16, big-endian as code page 1200 is, from and to the process's code page. A null source
-    /// is a contract failure.
+    /// is a contract failure. The trace shows the first two bytes of the result of ToUnicode also
+    /// if the text is hidden.
     /// @{
     /// A byte order mark that the converted text begins with is taken away. Behind one in the
     /// opposite order of a little-endian number the bytes of all pairs are exchanged.

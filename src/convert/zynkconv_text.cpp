@@ -259,7 +259,8 @@ void ZynConverter::Throw(const Conversion& conversion, int tgtError, bool hidden
     ZYN_THROW_INT(ZynOSException(origin, "icu_tgt", conversion.targetCount, tgtError));
 }
 
-// Fills a new string through `convert`, which takes its room.
+// Into a string of its own, so that a failure leaves the target alone, and so that it may be the
+// source.
 void ZynConverter::Convert(const char* src, unsigned long srcLen, ZynString& tgt,
                            bool hidden) const {
     constexpr unsigned long MaxGrowth = 3;

@@ -138,20 +138,22 @@ void ZynTrace::WriteBanner() {
     line("  Platform: ", zynkplat::TracePlatform);
 }
 
-// Code that runs in the rest of the unload meets closed gates. Threads that are at the buffers are
-// not waited for without end: they may be no more. The lock of the file is free by then, for these.
+// Code that runs in the rest of the unload meets closed gates. The lock of the file is not held
+// while the last area is handed over, as other threads may need it, and is the last to go. Threads
+// that are at the buffers are not waited for without end: they may be no more.
 void ZynTrace::Unload() noexcept {
     constexpr zynktrc::Patience Bounded{1000};
-    zynktrc::FileLock::Retire(_pSem, [] {
-        SetFilter(0, 0, 0);
-        Stop();
-    });
-    const Change change(Bounded);
-    if (change.IsMine()) {
-        RetireBuffers();
-        change.AwaitOthers();
+    SetFilter(0, 0, 0);
+    Stop();
+    {
+        const Change change(Bounded);
+        if (change.IsMine()) {
+            RetireBuffers();
+            change.AwaitOthers();
+        }
+        Write(_gate._Xt, false);
     }
-    Write(_gate._Xt, false);
+    zynktrc::FileLock::Retire(_pSem);
     zynkplat::ForgetThreadEnds();
 }
 

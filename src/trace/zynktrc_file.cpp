@@ -51,14 +51,13 @@ FileLock::~FileLock() {
     --_users;
 }
 
-void FileLock::Retire(std::atomic<ZynMutexSemaphore*>& semaphore, void (*last)()) noexcept {
+void FileLock::Retire(std::atomic<ZynMutexSemaphore*>& semaphore) noexcept {
     static ZynMutexSemaphore* leftBehind = nullptr;
     leftBehind = semaphore.load();
     try {
         {
             const FileLock lock(semaphore);
             semaphore = nullptr;
-            last();
         }
         if (_users == 0)
             delete std::exchange(leftBehind, nullptr);

@@ -16,9 +16,9 @@ class FileLock {
     FileLock& operator=(const FileLock&) = delete;
     ~FileLock();
 
-    /// Takes the semaphore away from those that come later, and runs `last` while it is held. It is
+    /// Waits for who holds the semaphore, and takes it away from those that come later. It is
     /// destroyed if no thread uses it any more.
-    static void Retire(std::atomic<ZynMutexSemaphore*>& semaphore, void (*last)()) noexcept;
+    static void Retire(std::atomic<ZynMutexSemaphore*>& semaphore) noexcept;
 
   private:
     static std::atomic<int> _users;
