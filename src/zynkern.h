@@ -1,6 +1,7 @@
 // The kernel library's public headers, all of them.
 #pragma once
 
+#include "zynkadr.h"
 #include "zynkbin.h"
 #include "zynkconv.h"
 #include "zynkdbg.h"

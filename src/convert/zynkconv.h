@@ -95,6 +95,25 @@ class ZYN_EXPORT ZynConverter {
     static unsigned short GetOEMCodePage();
     /// @}
 
+    /// Asks for a password: writes the prompt to the standard output and reads characters from the
+    /// standard input up to a carriage return or line feed. A terminal shows a "*" for each; only
+    /// the first 32 bytes count, and a backspace takes the last one back. The end of input ends the
+    /// password too: what was typed so far is the answer, also of a terminal that hangs up while
+    /// the host ignores SIGHUP. What a stream of the host's has read ahead is not seen. Converts
+    /// from the code page of the terminal to that of the process, hidden from the trace.
+    ///
+    /// The terminal gets its settings back when the call ends in any way, when another thread calls
+    /// `exit`, and before a signal from outside ends or stops the process, which it does as ever.
+    /// It does not before SIGKILL and SIGSTOP, real-time signals, faults of the program itself
+    /// (SIGSEGV, SIGABRT and the like), and another thread's `exec`, `_exit` or `quick_exit`. A
+    /// handler of the host's finds the settings back for SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGALRM,
+    /// SIGTERM, SIGTSTP and SIGCONT, but not for other signals. The child of a fork has no part in
+    /// the call.
+    ///
+    /// A null prompt is a contract failure. Throws what Initialize and Convert do, and
+    /// ZynOSException if the terminal can't be read for want of files. One call at a time.
+    static ZynString ReadPasswordFromConsole(const ZynString& prompt);
+
     /// @name Names
     /// @{
     /// A printable name: "UCS-2", "UTF-8", else "KOR-" or, from 10000 on, "KOR" and the number,

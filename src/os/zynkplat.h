@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "zynkdbg.h"
 
@@ -89,6 +90,41 @@ unsigned short GetACP();
 unsigned short GetConsoleOutputCP();
 /// The code page number of an encoding by its name, as GetACP gives it.
 unsigned short CodePageOfCodeset(const char* codeset);
+
+/// Puts zeros in the place of what is secret, also if nothing reads them.
+void Overwrite(void* bytes, unsigned long n);
+/// Reads the standard input and writes to the standard output, a byte at a time and with nothing
+/// kept back. What streams of the host have read ahead is not seen.
+///
+/// While it lives, a terminal does not echo and each of its bytes comes as it is, but for 127,
+/// which is 8: both are backspace keys. The settings of the terminal are back when the object goes,
+/// and before a signal from outside stops or ends the process; of the host's own handlers, those of
+/// the signals that people and terminals send find them back. One object at a time has the
+/// terminal; others wait. The child of a fork has none.
+class Keyboard {
+  public:
+    static constexpr int End = -1;
+
+    /// In the background, waits for the foreground. ZynOSException "pipe2" if there are too many
+    /// open files; Read and Write may meet that too.
+    Keyboard();
+    Keyboard(const Keyboard&) = delete;
+    Keyboard& operator=(const Keyboard&) = delete;
+    ~Keyboard();
+
+    /// The next byte, or End if no more can be had.
+    int Read();
+    /// What can't be written is lost.
+    void Write(std::string_view text);
+
+  private:
+    void Take();
+    unsigned int GiveBack();
+    void Await(int file, short events);
+
+    bool _isTerminal;
+    bool _isTaken = false;
+};
 
 /// The number of the platform in the vocabulary, a `ZynPlatform::Type`.
 int Platform();
