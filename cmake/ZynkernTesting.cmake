@@ -24,9 +24,12 @@ endfunction()
 # for all of them however they are started.
 function(zynkern_add_test NAME LOCALE)
   add_test(NAME ${NAME} COMMAND ${ARGN})
+  # Those of the machine that the tests run on are none of theirs.
+  set(stores ${PROJECT_BINARY_DIR}/tests/stores/${NAME})
   set_tests_properties(${NAME} PROPERTIES
     TIMEOUT 300
     ENVIRONMENT "LOCPATH=${ZYNKERN_LOCALE_DIR};LC_ALL=${LOCALE};\
+ZYN_STORE_MACHINE=${stores}/machine/machine.db;ZYN_STORE_USER=${stores}/user/user.db;\
 ASAN_OPTIONS=allocator_may_return_null=1:detect_leaks=1;\
 UBSAN_OPTIONS=print_stacktrace=1;TSAN_OPTIONS=halt_on_error=1:allocator_may_return_null=1:\
 suppressions=${PROJECT_SOURCE_DIR}/tests/tsan.supp")

@@ -12,6 +12,7 @@
 #include "zynkoids.h"
 #include "zynkops.h"
 #include "zynkopt.h"
+#include "zynkprf.h"
 #include "zynksdds.h"
 #include "zynksem.h"
 #include "zynkspac.h"

@@ -6,20 +6,40 @@
 #include <string>
 
 #include "zynkconv.h"
+#include "zynkprf.h"
 #include "zynksdds.h"
 #include "zynktrc.h"
+#include "zynkxcp.h"
 
 namespace {
 
 // 0 as long as it is not known. Every thread would find the same number.
 std::atomic<unsigned short> defaultCcsid{0};
 
+// A process without a configuration has no such setting; one whose store can't be read, or that is
+// told to run under a configuration that there is none of, is to hear of it.
+ZynString ConfiguredCcsid() {
+    ZynString cfg;
+    try {
+        cfg = ZynProfile::CurrentConfig();
+    } catch (const ZynNoDefaultConfigException&) {
+        return {};
+    }
+    ZynProfile profile;
+    profile.OpenConfig(cfg, false);
+    return profile.Find("DefaultStreamCcsid", false);
+}
+
+// 0 if the setting is not given.
+unsigned short CcsidOf(const ZynString& setting) {
+    return setting.IsNull() ? 0 : static_cast<unsigned short>(setting.AsLong());
+}
+
 unsigned short FindDefaultCcsid() {
-    const ZynString fromEnvironment(std::getenv("ZYN_DEFAULT_STREAM_CCSID"));
-    if (!fromEnvironment.IsNull())
-        if (const auto ccsid = static_cast<unsigned short>(fromEnvironment.AsLong()); ccsid != 0)
-            return ccsid;
-    return ZynConverter::GetCurrentOSCodePage();
+    unsigned short ccsid = CcsidOf(ZynString(std::getenv("ZYN_DEFAULT_STREAM_CCSID")));
+    if (ccsid == 0)
+        ccsid = CcsidOf(ConfiguredCcsid());
+    return ccsid != 0 ? ccsid : ZynConverter::GetCurrentOSCodePage();
 }
 
 // The bytes that a converted text is taken to need for each of its own.

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "zynkplat.h"
+#include "zynkprf.h"
 #include "zynksem.h"
 #include "zynktrc_codes.h"
 #include "zynktrc_file.h"
@@ -118,20 +119,29 @@ class ZynTrace::Change {
     bool _isMine;
 };
 
-// The store will bring settings of the current configuration here, once it has landed.
+// To find the current configuration is to read the settings, for both are read anew whenever it
+// changes. A process that has none, or whose store can't be read, has those of the environment.
 void ZynTrace::Load() {
-    Init();
+    try {
+        ZynProfile::CurrentConfig();
+    } catch (...) {
+        Init();
+    }
     WriteBanner();
 }
 
-// The values of the installation are null as long as there is no store that has them.
+// A store that can't be read is told here, whatever is traced: without the facts of the
+// installation no program of the system is to run.
 void ZynTrace::WriteBanner() {
-    const auto line = [](const char* text, const char* key = "", const char* value = "") {
-        ZYN_TRACE_IN("ZynTrace::ZynTrace", 1, General, Kernel, text << key << value);
+    const auto line = [](const char* text, const char* value = "") {
+        ZYN_TRACE_IN("ZynTrace::ZynTrace", 1, General, Kernel, text << value);
     };
+    ZynProfile installation;
+    installation.OpenInstall(false);
     line("Installation settings:");
     for (const char* const key : {"VRM", "ServiceLevel", "Language", "InstalledComponents"})
-        line("  ", key, ": <null>");
+        ZYN_TRACE_IN("ZynTrace::ZynTrace", 1, General, Kernel,
+                     "  " << key << ": " << installation.Find(key, false));
     line("Code setting:");
     line("  TVL_VERSION: v350");
     line("  TVL_CSD from current library: 1");
@@ -174,17 +184,25 @@ void ZynTrace::Init() noexcept {
     Write(_Initialized, true);
 }
 
+// Lines of other threads are lost ahead of that, so that none of these comes to read the settings
+// as well, with a lock in its hands that this one may wait for.
 void ZynTrace::ReInit() noexcept {
-    Write(_Initialized, false);
+    Write(_Initializing, true);
+    _Initialized = false;
     Init();
 }
 
 ZynString ZynTrace::GetEnv(const char* name) noexcept {
-    const char* const value = std::getenv(name);
-    if (value == nullptr || *value == '\0')
-        return {};
     try {
-        return {value};
+        ZynString setting(std::getenv(name));
+        if (setting.IsNull()) {
+            ZynProfile profile;
+            profile.OpenConfig(ZynProfile::CurrentConfig(), false);
+            setting = profile.Find(name, false);
+        }
+        if (setting.Length() == 0)
+            setting.SetNull();
+        return setting;
     } catch (...) {
         return {};
     }

@@ -8,7 +8,9 @@
 //     ZYN_TRACE(3, ZynTrace::General, ZynTrace::Kernel, "Language is: " << language);
 //     ZYN_FLOW("ZynProfile::Find", 9, ZynTrace::Kernel);
 //
-// Settings come from the environment, when the library is loaded:
+// Settings come from the environment, and where a variable is not set from the value of its name
+// under the current configuration in the store (zynkprf.h). They are read when the library is
+// loaded, and anew when the current configuration changes:
 //
 //     ZYN_TRACE_CRITERIA      level,categories,components: decimal, 4 and 8 hexadecimal digits
 //     ZYN_TRACE_FILE          base of the file name, "zyntrc." if there is none
@@ -146,7 +148,8 @@ class ZYN_EXPORT ZynTrace {
     /// Reads all of them. A criterion that has gone leaves its filter as it was.
     static void Init() noexcept;
     static void ReInit() noexcept;
-    /// One setting: of the environment. Null if it is empty or not set.
+    /// One setting: of the environment, or else of the current configuration. Null if it is empty,
+    /// is not set or can't be read.
     static ZynString GetEnv(const char* name) noexcept;
     /// From now on lines are written to the file one at a time. There is no way back.
     static void SetMultiThreaded();

@@ -196,11 +196,12 @@ void ZynTrace::FormatEntry(zynktrc::Line& entry, const char* file, unsigned long
 void ZynTrace::Trace(const char* file, unsigned long line, const char* function,
                      unsigned long level, unsigned int category, unsigned int component,
                      std::string_view text) noexcept {
+    const bool isInitialized = _Initialized; // ahead of the other one, which ReInit sets first
     if (Read(_Initializing) || nesting >= MaxNesting || IsForkedChild())
         return;
     const Nesting nested;
     try {
-        if (!Read(_Initialized))
+        if (!isInitialized)
             Init();
         zynktrc::Line entry;
         FormatEntry(entry, file != nullptr ? file : "", line, function != nullptr ? function : "",

@@ -14,7 +14,7 @@
 
 #include "zynktrc.h"
 
-/// While it lives, the lines up to `level` go to a file of its own, flow lines left out.
+/// While it lives, the lines up to `level` go to a file of its own.
 class TraceLines {
   public:
     explicit TraceLines(unsigned long level) {
@@ -31,8 +31,9 @@ class TraceLines {
         std::filesystem::remove(_name + ".log");
     }
 
-    /// Those that came since the last time: "03,Gn,Kr text".
-    std::vector<std::string> Take() {
+    /// Those that came since the last time: "03,Gn,Kr text". Flow lines, if they are wanted, are
+    /// "03,Fl,Kr function,  >entry".
+    std::vector<std::string> Take(bool withFlow = false) {
         std::vector<std::string> lines;
         std::ifstream file(_name + ".log");
         file.seekg(_taken);
@@ -42,9 +43,11 @@ class TraceLines {
             const std::size_t codes = line.find(") (") + 3;
             const std::size_t process = line.find("), ", codes) + 3;
             const std::size_t function = line.find("), ", process) + 3;
-            const std::string text = line.substr(line.find(", ", function) + 2);
-            if (text != " >entry" && text != " <exit")
-                lines.push_back(line.substr(codes, std::strlen("03,Gn,Kr")) + " " + text);
+            const std::size_t text = line.find(", ", function) + 2;
+            const bool isFlow = line.substr(text) == " >entry" || line.substr(text) == " <exit";
+            if (!isFlow || withFlow)
+                lines.push_back(line.substr(codes, std::strlen("03,Gn,Kr")) + " " +
+                                line.substr(isFlow ? function : text));
         }
         return lines;
     }

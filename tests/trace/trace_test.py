@@ -38,6 +38,7 @@ class Run:
         if before:
             before(self.folder)
         env = {k: v for k, v in os.environ.items() if not k.startswith("ZYN_")}
+        env["ZYN_STORE_MACHINE"] = str(self.folder / "none.db")
         env |= {k if k in ("TZ", "ASAN_OPTIONS") else "ZYN_" + k: v for k, v in settings.items()}
         run = subprocess.run([program, *map(str, commands)], cwd=self.folder, env=env, text=True,
                              stdout=subprocess.PIPE, timeout=250)
@@ -56,7 +57,9 @@ class Run:
         for line in (self.text(name) or "").splitlines():
             match = LINE.fullmatch(line)
             check(match, f"no trace line: {line!r}")
-            lines.append(match.groupdict())
+            # What the load asks the store has lines of its own.
+            if not match["function"].startswith("ZynProfile"):
+                lines.append(match.groupdict())
         return lines
 
     def texts(self, name="zyntrc.log"):
@@ -100,7 +103,7 @@ check(re.search(rf"^{head}           f\(    1\) {ids}n/a\(\), \n"
 # A name is shown below column 900.
 run = Run(*[word for n in range(780, 900) for word in ("direct", "f", n, "g" * n + "(", 5, "")],
           TRACE_CRITERIA=ALL)
-for line in run.text().splitlines()[9:]:
+for line in run.text().splitlines()[-120:]:
     columns = line.index("), ", 60) + 3
     n = int(LINE.fullmatch(line)["line"])
     shown = columns + n + 2 < 900
@@ -285,7 +288,7 @@ start = text.index("------------------- Assertion occurred.  -------------------
 frame = text.index("\n------------------- Extended trace buffers follow "
                    "--------------------------------\n")
 dumped = [LINE.fullmatch(line)["text"] for line in text[frame:].splitlines()[2:]]
-check(text[:start].count("\n") == 9 and text[start:frame].count("\n") == 1, text)
+check(text[:start].count(" ZynTrace::ZynTrace, ") == 9 and text[start:frame].count("\n") == 1, text)
 check(dumped[:2] == ["evaluated 1 12345670.5", " >entry"] and dumped[2] == "Assertion fired" and
       dumped[3].startswith("*** Pre-condition failed") and len(dumped) == 4, dumped)
 check(run.output.count("*** Pre-condition failed") == 2 and "1 1 zyntrc.log" in run.output,
