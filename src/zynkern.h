@@ -4,6 +4,7 @@
 #include "zynkadr.h"
 #include "zynkbin.h"
 #include "zynkconv.h"
+#include "zynkcprf.h"
 #include "zynkdbg.h"
 #include "zynkdynp.h"
 #include "zynkgzt.h"
