@@ -7,6 +7,9 @@ set(ZYNKERN_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize= t
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_C_EXTENSIONS OFF)
 # The same objects go into the shared library and into the programs that look behind its exports.
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 

@@ -7,6 +7,7 @@
 #include "zynkcprf.h"
 #include "zynkdbg.h"
 #include "zynkdynp.h"
+#include "zynkflat.h"
 #include "zynkgzt.h"
 #include "zynkicda.h"
 #include "zynkoid.h"

@@ -3,6 +3,7 @@
 // All of it may be called by any thread. The ids are the system's own numbers.
 #pragma once
 
+#include "zynkflat.h"
 #include "zynkstr.h"
 #include "zynkvoc.h"
 
@@ -37,6 +38,3 @@ class ZYN_EXPORT ZynOpSys {
     /// one of more than 48 bytes.
     static ZynString AuthenticatedUserID();
 };
-
-/// ZynOpSys::ExeFileNameAsString as a text that lives as long as the process.
-extern "C" ZYN_EXPORT const char* ZynOpSysExeFileNameAsString();
