@@ -4,10 +4,13 @@
 #include <cstdio>
 #include <exception>
 
+#include "output_text.h"
 #include "terminal.h"
 
 void Warn(const std::string& text) {
-    std::fprintf(stderr, "%s: %s\n", ToolName, text.c_str());
+    std::string told;
+    AppendEscaped(told, text); // names and arguments are in it
+    std::fprintf(stderr, "%s: %s\n", ToolName, told.c_str());
 }
 
 void Refuse(const std::string& option, std::string_view value, const std::string& wanted) {

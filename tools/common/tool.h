@@ -17,7 +17,7 @@ constexpr int ToolFailed = 2;
 /// Runs a tool in the user's locale. Its exceptions are told, and end it with ToolFailed.
 int RunTool(const std::function<int()>& run);
 
-/// Tells something on standard error.
+/// Tells something on standard error, control characters in it as "\x1B".
 void Warn(const std::string& text);
 
 /// Has no text where the fault has been told already.
