@@ -1,7 +1,7 @@
-// road_client [OPTIONS] SOCKET ORDERFILE: sends an order.
+// road_client [OPTIONS] [SOCKET] ORDERFILE: sends an order.
 //
-// SOCKET is a path or HOST:PORT, as the server got it. The order file is text in the code page of
-// this program's locale.
+// SOCKET is a path or HOST:PORT, as the server got it; without it, the current configuration has
+// it. The order file is text in the code page of this program's locale.
 //
 //     --dump           shows the bytes of both messages
 //     --process TEXT   takes TEXT for the handle of the process, whatever it is
@@ -23,6 +23,7 @@
 #include <zynkern/zynkern.h>
 
 #include "answer.h"
+#include "configuration.h"
 #include "dump.h"
 #include "order.h"
 #include "order_file.h"
@@ -38,7 +39,7 @@ struct Arguments {
     std::optional<std::string> instanceHandle;
     std::optional<std::size_t> damage;
     std::size_t cut = 0;
-    std::string socket;
+    std::optional<std::string> socket;
     std::string orderFile;
 };
 
@@ -74,10 +75,12 @@ Arguments ParseArguments(std::span<char* const> words) {
         else
             throw UsageError("what is " + std::string(option) + "?");
     }
-    if (words.size() != i + 2)
-        throw UsageError("a socket and an order file are needed");
-    arguments.socket = words[i];
-    arguments.orderFile = words[i + 1];
+    const std::size_t rest = words.size() - i;
+    if (rest != 1 && rest != 2)
+        throw UsageError("an order file is needed, or a socket and an order file");
+    if (rest == 2)
+        arguments.socket = words[i];
+    arguments.orderFile = words.back();
     return arguments;
 }
 
@@ -121,7 +124,8 @@ bool Run(const Arguments& arguments) {
     if (arguments.instanceHandle)
         order.instanceHandle = arguments.instanceHandle->c_str();
     const Bytes message = MessageFor(order, arguments);
-    StreamSocket server(SocketAddress(arguments.socket), ServerTimeout);
+    const std::string socket = arguments.socket ? *arguments.socket : ConfiguredSocket();
+    StreamSocket server(SocketAddress(socket), ServerTimeout);
     std::cout << "order from " << arguments.orderFile << '\n' << order;
     const Answer answer = Exchange(server, message, arguments.dump);
     std::cout << answer;
@@ -141,7 +145,7 @@ int main(int argc, char* argv[]) {
     } catch (const UsageError& error) {
         std::cerr << "road_client: " << error.what() << '\n'
                   << "usage: road_client [--dump] [--process TEXT] [--instance TEXT] "
-                     "[--damage OFFSET] [--cut BYTES] SOCKET ORDERFILE\n";
+                     "[--damage OFFSET] [--cut BYTES] [SOCKET] ORDERFILE\n";
         return 2;
     } catch (const ZynException& error) {
         std::cerr << "road_client: " << error.AsString() << '\n';

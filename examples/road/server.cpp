@@ -1,8 +1,8 @@
-// road_server SOCKET: takes orders until it is told to end by SIGTERM or SIGINT.
+// road_server [SOCKET]: takes orders until it is told to end by SIGTERM or SIGINT.
 //
 // SOCKET is a path, or HOST:PORT of the loopback interface; with port 0 the system chooses one, and
-// the line "ready at" tells which. What is printed is in the code page of this program's locale,
-// whatever that of the client is.
+// the line "ready at" tells which. Without it, the current configuration has it. What is printed is
+// in the code page of this program's locale, whatever that of the client is.
 //
 // One client after another, one order each. None of them can do more than keep the next one
 // waiting for as long as a message may take.
@@ -16,6 +16,7 @@
 #include <zynkern/zynkern.h>
 
 #include "answer.h"
+#include "configuration.h"
 #include "order.h"
 #include "print.h"
 #include "stream_socket.h"
@@ -135,12 +136,12 @@ int main(int argc, char* argv[]) {
     std::setlocale(LC_ALL, "");
     // Whole lines at once, also into a pipe.
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-    if (argc != 2) {
-        std::cerr << "usage: road_server SOCKET\n";
+    if (argc > 2) {
+        std::cerr << "usage: road_server [SOCKET]\n";
         return 2;
     }
     try {
-        Run(argv[1]);
+        Run(argc == 2 ? argv[1] : ConfiguredSocket());
         return 0;
     } catch (const ZynException& error) {
         std::cerr << "road_server: " << error << '\n';
