@@ -15,7 +15,8 @@ APART = Path("tests/package")
 def main(root, declared):
     root = Path(root)
     named = {Path(line) for line in Path(declared).read_text(encoding="utf-8").splitlines()}
-    there = [path for kind in ("src/**/*.h", "src/**/*.inl", "src/**/*.cpp", "tests/**/*.cpp")
+    there = [path for kind in ("src/**/*.h", "src/**/*.inl", "src/**/*.cpp", "tests/**/*.cpp",
+                          "fuzz/**/*.cpp")
              for path in root.glob(kind) if APART not in path.relative_to(root).parents]
     if not there:
         return [f"{root}: nothing to check"]
