@@ -1,6 +1,5 @@
-// The trace beside two logging libraries: closed gates, lines into memory, lines into a file.
-//
-// Each body has its peer with the same text and the same kind of destination in this binary.
+// The trace: closed gates, lines into memory, lines into a file. Each body has its peers with the
+// same text and the same kind of destination in this program.
 #include <benchmark/benchmark.h>
 
 #include <filesystem>
@@ -8,39 +7,30 @@
 
 #include <zynkern/zynkern.h>
 
-#ifdef ZYNKERN_HAS_SPDLOG
-#include <spdlog/sinks/basic_file_sink.h>
-#include <spdlog/sinks/ringbuffer_sink.h>
-#include <spdlog/spdlog.h>
-#endif
+#include "support/bench.h"
+#include "trace/gate.h"
 
 namespace {
 
 constexpr unsigned long Level = 5;
-const std::string word = "Travel expenses";
 
 void WriteLine(int number) {
     ZYN_TRACE(Level, ZynTrace::General, ZynTrace::Kernel,
-              "process " << word << ", item " << number);
+              "process " << bench::Word() << ", item " << number);
 }
 
 void ClosedGate(benchmark::State& state) {
     ZynTrace::SetFilter(0, 0, 0);
-    int number = 0;
-    for (auto _ : state) {
-        WriteLine(++number);
-        benchmark::DoNotOptimize(number);
-    }
+    bench::PassGate(state, [](int number) { WriteLine(number); });
 }
 BENCHMARK(ClosedGate);
 
 void ClosedFlow(benchmark::State& state) {
     ZynTrace::SetFilter(0, 0, 0);
-    int number = 0;
-    for (auto _ : state) {
+    bench::PassGate(state, [](int number) {
         ZYN_FLOW("ClosedFlow", ZynTrace::FlowLevel, ZynTrace::Kernel);
-        benchmark::DoNotOptimize(++number);
-    }
+        benchmark::DoNotOptimize(number);
+    });
 }
 BENCHMARK(ClosedFlow);
 
@@ -50,6 +40,9 @@ void LineIntoBuffers(benchmark::State& state) {
     int number = 0;
     for (auto _ : state)
         WriteLine(++number);
+    ZynBinary lines[3];
+    ZynTrace::DumpBuffers(lines[0], lines[1], lines[2]);
+    bench::Require(lines[2].Length() > bench::Word().size(), "lines in the buffers");
     ZynTrace::SetXt(false, nullptr, nullptr);
 }
 BENCHMARK(LineIntoBuffers);
@@ -58,51 +51,13 @@ void LineIntoFile(benchmark::State& state) {
     ZynTrace::SetFilter(Level, ZynTrace::General, ZynTrace::Kernel);
     ZynTrace::SetMultiThreaded();
     ZynTrace::ReInit();
+    const std::string file = ZynTrace::GetTraceFile().C_str();
     int number = 0;
     for (auto _ : state)
         WriteLine(++number);
-    std::filesystem::remove(ZynTrace::GetTraceFile().C_str());
+    bench::Require(std::filesystem::file_size(file) > bench::Word().size(), "lines in the file");
+    std::filesystem::remove(file);
 }
 BENCHMARK(LineIntoFile);
-
-#ifdef ZYNKERN_HAS_SPDLOG
-void SpdlogLine(spdlog::logger& logger, int number) {
-    logger.info("process {}, item {}", word, number);
-}
-
-void ClosedGateSpdlog(benchmark::State& state) {
-    spdlog::logger logger("closed", std::make_shared<spdlog::sinks::ringbuffer_sink_mt>(100));
-    logger.set_level(spdlog::level::off);
-    int number = 0;
-    for (auto _ : state) {
-        SpdlogLine(logger, ++number);
-        benchmark::DoNotOptimize(number);
-    }
-}
-BENCHMARK(ClosedGateSpdlog);
-
-void LineIntoBuffersSpdlog(benchmark::State& state) {
-    spdlog::logger logger("buffers", std::make_shared<spdlog::sinks::ringbuffer_sink_mt>(4000));
-    int number = 0;
-    for (auto _ : state)
-        SpdlogLine(logger, ++number);
-}
-BENCHMARK(LineIntoBuffersSpdlog);
-
-void LineIntoFileSpdlog(benchmark::State& state) {
-    constexpr char File[] = "spdlog.log";
-    {
-        spdlog::logger logger("file",
-                              std::make_shared<spdlog::sinks::basic_file_sink_mt>(File, true));
-        logger.set_pattern("%Y-%m-%d, %H:%M:%S.%e, %s(%5#) (%l), %n(%P-%t), %!, %v");
-        logger.flush_on(spdlog::level::info);
-        int number = 0;
-        for (auto _ : state)
-            SpdlogLine(logger, ++number);
-    }
-    std::filesystem::remove(File);
-}
-BENCHMARK(LineIntoFileSpdlog);
-#endif
 
 } // namespace
