@@ -99,9 +99,12 @@ template <class Text, class Append>
 void Build(benchmark::State& state, Append append) {
     constexpr std::size_t PieceSize = 64;
     const std::size_t pieces = SizeOf(state) / PieceSize;
-    const Text piece(std::string(PieceSize, 'a').c_str());
+    const std::string bytes(PieceSize, 'a');
+    const char* const text = bytes.c_str();
+    const char* const nothing = "";
+    const Text piece(text);
     for (auto _ : state) {
-        Text all("");
+        Text all(nothing);
         for (std::size_t i = 0; i < pieces; ++i)
             append(all, piece);
         benchmark::DoNotOptimize(&all);

@@ -9,9 +9,8 @@
 #include "stream/order.h"
 #include "support/bench.h"
 
+namespace bench {
 namespace {
-
-using namespace bench;
 
 // Each writes or reads one value and answers the place behind it: places are passed by value, so
 // that they stay in registers.
@@ -39,8 +38,7 @@ char* Put(char* to, double value) {
 
 char* Put(char* to, const std::string& value) {
     to = Put(to, static_cast<std::int32_t>(value.size()));
-    std::memcpy(to, value.data(), value.size());
-    return to + value.size();
+    return to + value.copy(to, value.size());
 }
 
 template <class Word>
@@ -158,3 +156,4 @@ void StreamDecodeFreshByHand(benchmark::State& state) {
 BENCHMARK(StreamDecodeFreshByHand);
 
 } // namespace
+} // namespace bench

@@ -56,11 +56,7 @@ static ZynStream& operator>>(ZynStream& in, ItemOf<ZynString>& item) {
     return in;
 }
 
-} // namespace bench
-
 namespace {
-
-using namespace bench;
 
 void Encode(ZynStream& out, const OwnOrder& order) {
     out.Clear();
@@ -155,3 +151,4 @@ void StreamCopy(benchmark::State& state) {
 BENCHMARK(StreamCopy);
 
 } // namespace
+} // namespace bench

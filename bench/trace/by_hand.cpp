@@ -21,10 +21,8 @@ constexpr char Line[] = "2024-01-17, 12:00:00.000,      main.cpp(  117) (05,Ge,K
 std::atomic<int> level{0};
 
 void ClosedGateByHand(benchmark::State& state) {
-    bench::PassGate(state, [](int number) {
-        if (level.load(std::memory_order_relaxed) > 0) [[unlikely]]
-            std::printf("%d\n", number);
-    });
+    bench::PassGate(state, BENCH_SITE(if (level.load(std::memory_order_relaxed) > 0)
+                                          [[unlikely]] std::printf("%d\n", number)));
 }
 BENCHMARK(ClosedGateByHand);
 

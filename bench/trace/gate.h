@@ -4,6 +4,7 @@
 #include <benchmark/benchmark.h>
 
 #include <string>
+#include <utility>
 
 namespace bench {
 
@@ -12,17 +13,23 @@ inline const std::string& Word() {
     return word;
 }
 
-/// Runs a site often enough in a row that the loop around it does not count.
+/// A site in its function, as it is where it stands in the code of a program.
+#define BENCH_SITE(...)                                                                            \
+    [&](int number) __attribute__((always_inline)) {                                               \
+        __VA_ARGS__;                                                                               \
+    }
+
+template <class Site, int... Number>
+void PassInARow(Site& site, std::integer_sequence<int, Number...> /*numbers*/) {
+    ((site(Number), benchmark::ClobberMemory()), ...);
+}
+
+/// Passes a site sixteen times in a row, so that the loop around it does not count.
 template <class Site>
 void PassGate(benchmark::State& state, Site site) {
     constexpr int Batch = 16;
-    while (state.KeepRunningBatch(Batch)) {
-#pragma GCC unroll 16
-        for (int i = 0; i < Batch; ++i) {
-            site(i);
-            benchmark::ClobberMemory();
-        }
-    }
+    while (state.KeepRunningBatch(Batch))
+        PassInARow(site, std::make_integer_sequence<int, Batch>());
 }
 
 } // namespace bench

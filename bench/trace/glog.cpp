@@ -8,8 +8,8 @@
 namespace {
 
 void ClosedGateGlog(benchmark::State& state) {
-    bench::PassGate(
-        state, [](int number) { VLOG(5) << "process " << bench::Word() << ", item " << number; });
+    bench::PassGate(state,
+                    BENCH_SITE(VLOG(5) << "process " << bench::Word() << ", item " << number));
 }
 BENCHMARK(ClosedGateGlog);
 

@@ -19,7 +19,7 @@ void WriteLine(spdlog::logger& logger, int number) {
 void ClosedGateSpdlog(benchmark::State& state) {
     spdlog::logger logger("closed", std::make_shared<spdlog::sinks::ringbuffer_sink_mt>(100));
     logger.set_level(spdlog::level::off);
-    bench::PassGate(state, [&logger](int number) { WriteLine(logger, number); });
+    bench::PassGate(state, BENCH_SITE(WriteLine(logger, number)));
 }
 BENCHMARK(ClosedGateSpdlog);
 

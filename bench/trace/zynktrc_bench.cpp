@@ -14,23 +14,20 @@ namespace {
 
 constexpr unsigned long Level = 5;
 
-void WriteLine(int number) {
-    ZYN_TRACE(Level, ZynTrace::General, ZynTrace::Kernel,
-              "process " << bench::Word() << ", item " << number);
-}
+#define WRITE_LINE(number)                                                                         \
+    ZYN_TRACE(Level, ZynTrace::General, ZynTrace::Kernel,                                          \
+              "process " << bench::Word() << ", item " << (number))
 
 void ClosedGate(benchmark::State& state) {
     ZynTrace::SetFilter(0, 0, 0);
-    bench::PassGate(state, [](int number) { WriteLine(number); });
+    bench::PassGate(state, BENCH_SITE(WRITE_LINE(number)));
 }
 BENCHMARK(ClosedGate);
 
 void ClosedFlow(benchmark::State& state) {
     ZynTrace::SetFilter(0, 0, 0);
-    bench::PassGate(state, [](int number) {
-        ZYN_FLOW("ClosedFlow", ZynTrace::FlowLevel, ZynTrace::Kernel);
-        benchmark::DoNotOptimize(number);
-    });
+    bench::PassGate(state, BENCH_SITE(ZYN_FLOW("ClosedFlow", ZynTrace::FlowLevel, ZynTrace::Kernel);
+                                      benchmark::DoNotOptimize(number)));
 }
 BENCHMARK(ClosedFlow);
 
@@ -39,7 +36,7 @@ void LineIntoBuffers(benchmark::State& state) {
     ZynTrace::SetXt(true, nullptr, nullptr);
     int number = 0;
     for (auto _ : state)
-        WriteLine(++number);
+        WRITE_LINE(++number);
     ZynBinary lines[3];
     ZynTrace::DumpBuffers(lines[0], lines[1], lines[2]);
     bench::Require(lines[2].Length() > bench::Word().size(), "lines in the buffers");
@@ -54,7 +51,7 @@ void LineIntoFile(benchmark::State& state) {
     const std::string file = ZynTrace::GetTraceFile().C_str();
     int number = 0;
     for (auto _ : state)
-        WriteLine(++number);
+        WRITE_LINE(++number);
     bench::Require(std::filesystem::file_size(file) > bench::Word().size(), "lines in the file");
     std::filesystem::remove(file);
 }

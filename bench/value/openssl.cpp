@@ -11,9 +11,8 @@
 #include "support/bench.h"
 #include "value/samples.h"
 
+namespace bench {
 namespace {
-
-using namespace bench;
 
 const unsigned char* BytesIn(const std::string& text) {
     return reinterpret_cast<const unsigned char*>(text.data());
@@ -65,3 +64,4 @@ void Md5Openssl(benchmark::State& state) {
 BENCHMARK(Md5Openssl)->Arg(16)->Arg(65536);
 
 } // namespace
+} // namespace bench

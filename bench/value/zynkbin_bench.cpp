@@ -11,9 +11,8 @@
 #include "support/bench.h"
 #include "value/samples.h"
 
+namespace bench {
 namespace {
-
-using namespace bench;
 
 void Base64Encode(benchmark::State& state) {
     const std::string bytes = BytesOf(Base64Size);
@@ -158,3 +157,4 @@ void MatchMissByHand(benchmark::State& state) {
 BENCHMARK(MatchMissByHand);
 
 } // namespace
+} // namespace bench

@@ -18,7 +18,9 @@ std::string TextOf(std::size_t n) {
 
 template <class Text>
 void Copy(benchmark::State& state) {
-    const Text text(TextOf(static_cast<std::size_t>(state.range(0))).c_str());
+    const std::string source = TextOf(static_cast<std::size_t>(state.range(0)));
+    const char* const bytes = source.c_str();
+    const Text text(bytes);
     for (auto _ : state) {
         benchmark::DoNotOptimize(&text);
         Text copy(text);
@@ -126,14 +128,14 @@ BENCHMARK(StringCompareShared);
 
 void StringCompareStd(benchmark::State& state) {
     const std::string text = TextOf(ComparedSize);
-    Compare(state, text, std::string(text.c_str()));
+    Compare(state, text, std::string(text));
 }
 BENCHMARK(StringCompareStd);
 
 // The floor.
 void StringCompareBytes(benchmark::State& state) {
     const std::string left = TextOf(ComparedSize);
-    const std::string right(left.c_str());
+    const std::string right = left; // NOLINT(performance-unnecessary-copy-initialization)
     std::size_t n = left.size();
     for (auto _ : state) {
         benchmark::DoNotOptimize(n);

@@ -39,6 +39,7 @@ std::array<int, PickCount> Picks() {
 template <class Text, class Find>
 void FindWords(benchmark::State& state, Find find) {
     std::vector<Text> words;
+    words.reserve(Count);
     for (int number = 0; number < Count; ++number) {
         words.emplace_back(Word(number).C_str());
         bench::Require(find(words.back()) == number, "word to number");
@@ -165,6 +166,7 @@ BENCHMARK(NumberToWordUnorderedMap);
 // The floor: one load.
 void NumberToWordArray(benchmark::State& state) {
     std::vector<std::string> words;
+    words.reserve(Count);
     for (int number = 0; number < Count; ++number)
         words.emplace_back(Word(number).C_str());
     FindNumbers(state, [&words](int number) -> const std::string& {
