@@ -159,7 +159,7 @@ void ZynStream::Truncate() {
     ZYN_REQUIRE(!IsNull());
     ZYN_REQUIRE(_pMem->_header._kind != Unknown);
     ZYN_REQUIRE_TEXT(!_pNextParm, "_pNextParm == 0");
-    ZYN_REQUIRE(_parmStack.empty());
+    ZYN_REQUIRE_TEXT(_parmStack.IsEmpty(), "_parmStack.empty()");
     // PositionTo may have set any position: no end in front of the data or outside of the block.
     ZYN_REQUIRE(_curPos >= _pMem->_startPos && _curPos <= _pMem->_dynPtr.Size());
     _pMem->_closed = false;

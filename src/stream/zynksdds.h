@@ -30,29 +30,16 @@
 #include <memory>
 #include <optional>
 #include <set>
-#include <vector>
 
 #include "zynkbin.h"
 #include "zynkdynp.h"
+#include "zynksdds_parm.h"
 #include "zynkstr.h"
+#include "zynktrc.h"
 #include "zynkxcp.h"
 #include "zynkxdr.h"
 
 class ZynConverter;
-
-/// A parameter frame in a stream: its number, place and size. Ordered by number alone.
-class ZYN_EXPORT ZynStreamParmDescriptor {
-  public:
-    explicit ZynStreamParmDescriptor(unsigned long id = 0, unsigned long position = 0,
-                                     unsigned long length = 0)
-        : _id(id), _position(position), _length(length) {}
-
-    bool operator<(const ZynStreamParmDescriptor& other) const { return _id < other._id; }
-
-    unsigned long _id;       ///< parameter number; 0 only for an erased frame
-    unsigned long _position; ///< offset of the frame's first byte in the memory block
-    unsigned long _length;   ///< bytes with the 8 of the frame's head; 0 while being encoded
-};
 
 class ZYN_EXPORT ZynStream {
   public:
@@ -305,7 +292,7 @@ class ZYN_EXPORT ZynStream {
 
     static constexpr unsigned long WordSize = zynkxdr::WordSize;
     static constexpr unsigned long FrameHeadSize = 2 * WordSize;
-    static constexpr unsigned long Unbounded = static_cast<unsigned long>(-1);
+    static constexpr unsigned long Unbounded = ZynStreamParmStack::Unbounded;
 
     /// A stream of kind Unknown that begins at `offset`.
     ZynStream(const ZynDynPointer& mem, unsigned long offset, RawTag);
@@ -320,6 +307,14 @@ class ZYN_EXPORT ZynStream {
     void OpenParm(const ZynStreamParmDescriptor& parm);
     void CloseParm();
     void BoundParms();
+    // The operations on parameters with all their tests and steps; in line stand short forms.
+    ZynStream& StartParmEncChecked(unsigned long parmId);
+    ZynStream& EndParmEncChecked();
+    ZynStream& PrefetchNextParmChecked(unsigned long& parmId);
+    ZynStream& StartParmDecChecked(unsigned long parmId);
+    ZynStream& EndParmDecChecked();
+    static bool IsFlowClosed();
+    bool PeekFrame(ZynStreamParmDescriptor& frame) const;
     void RequireHeadInBlock(const ZynStreamParmDescriptor& parm) const;
     void SkipPayload(const ZynStreamParmDescriptor& parm);
 
@@ -341,6 +336,7 @@ class ZYN_EXPORT ZynStream {
     const char* PeekVarOpaque(unsigned long& length) const;
     void SkipVarOpaque(unsigned long length);
     void UseStreamCcsid(unsigned short ccsid);
+    void PutOwnConverted(const ZynString& value);
     void PutString(const char* data, unsigned long length, unsigned short ccsid);
     void PutConverted(const char* data, unsigned long length, const ZynConverter& converter);
     ZynStream Compacted(Index* index = nullptr) const;
@@ -359,9 +355,9 @@ class ZYN_EXPORT ZynStream {
     // which never becomes Unknown again; kept up to date by BoundParms, so that a value is tested
     // against one bound.
     unsigned long _readBound = Unbounded;
-    unsigned long _writeBound = 0;
+    unsigned long _writeBound = 0; ///< 0 while a parameter is prefetched
     std::optional<ZynStreamParmDescriptor> _pNextParm;
-    std::vector<ZynStreamParmDescriptor> _parmStack;
+    ZynStreamParmStack _parmStack;
 };
 
 /// The header of a stream as a value.

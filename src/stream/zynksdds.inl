@@ -31,6 +31,10 @@ inline char* ZynStream::At(unsigned long position) const {
     return static_cast<char*>(_pMem->_dynPtr) + position;
 }
 
+inline unsigned long ZynStream::Padding(unsigned long n) {
+    return -n % WordSize;
+}
+
 inline unsigned long ZynStream::ReadEnd() const {
     return _readBound < _pMem->_endPos ? _readBound : _pMem->_endPos;
 }
@@ -40,6 +44,21 @@ inline void ZynStream::EnableCorrectRead(unsigned long lng) const {
     const unsigned long end = ReadEnd();
     if (!ZYN_LIKELY(_curPos <= end && lng <= end - _curPos))
         ThrowContentError();
+}
+
+// The bytes of the variable opaque value at the position, which stays there: a failure leaves it
+// at the length word. Only the bytes themselves are tested: a last value may lack its padding.
+inline const char* ZynStream::PeekVarOpaque(unsigned long& length) const {
+    EnableCorrectRead(WordSize);
+    const char* const word = At(_curPos);
+    length = zynkxdr::LoadWord(word);
+    if (!ZYN_LIKELY(length <= ReadEnd() - _curPos - WordSize))
+        ThrowContentError();
+    return word + WordSize;
+}
+
+inline void ZynStream::SkipVarOpaque(unsigned long length) {
+    _curPos += WordSize + length + Padding(length);
 }
 
 inline void ZynStream::EnableCorrectWrite(unsigned long lng) {
@@ -64,6 +83,86 @@ inline char* ZynStream::Claim(unsigned long n) {
     char* const to = At(_curPos);
     AdvanceAfterWrite(n);
     return to;
+}
+
+// The short forms of the operations on parameters: closed gates, no index, nothing prefetched, and
+// room for the frame. Everything else, and each failure, is the long forms'.
+
+inline bool ZynStream::IsFlowClosed() {
+    return ZynTrace::IsFlowClosed(ZynTrace::FlowLevel);
+}
+
+inline ZynStream& ZynStream::StartParmEnc(unsigned long parmId) {
+    const unsigned long size = _pMem->_dynPtr.Size();
+    if (!ZYN_LIKELY(IsFlowClosed() && parmId - 1 < UINT32_MAX && !IsIndexed() &&
+                    _writeBound == Unbounded && _curPos < size && FrameHeadSize <= size - _curPos &&
+                    _parmStack.HasRoom()))
+        return StartParmEncChecked(parmId);
+    _parmStack.Push(ZynStreamParmDescriptor(parmId, _curPos));
+    _readBound = _curPos;
+    AdvanceAfterWrite(FrameHeadSize);
+    return *this;
+}
+
+inline ZynStream& ZynStream::EndParmEnc() {
+    const ZynStreamParmDescriptor& parm = _parmStack.Top();
+    const ZynStreamParmDescriptor& outer = _parmStack.Outer();
+    const unsigned long length = _curPos - parm._position;
+    if (!ZYN_LIKELY(IsFlowClosed() && !IsIndexed() && _writeBound == Unbounded &&
+                    outer._length == 0 && _curPos <= _pMem->_endPos &&
+                    length - FrameHeadSize <= UINT32_MAX - FrameHeadSize))
+        return EndParmEncChecked();
+    char* const head = At(parm._position);
+    _readBound = outer._position;
+    _parmStack.Pop();
+    zynkxdr::StoreWords(head, static_cast<std::uint32_t>(parm._id),
+                        static_cast<std::uint32_t>(length));
+    return *this;
+}
+
+// The frame at the position, if all of it lies in what encloses it.
+inline bool ZynStream::PeekFrame(ZynStreamParmDescriptor& frame) const {
+    const unsigned long end = ReadEnd();
+    if (!(_curPos < end && FrameHeadSize <= end - _curPos))
+        return false;
+    const char* const head = At(_curPos);
+    frame = ZynStreamParmDescriptor(zynkxdr::LoadWord(head), _curPos,
+                                    zynkxdr::LoadWord(head + WordSize));
+    return frame._length >= FrameHeadSize && frame._length <= end - _curPos;
+}
+
+inline ZynStream& ZynStream::PrefetchNextParm(unsigned long& parmId) {
+    ZynStreamParmDescriptor frame;
+    if (!ZYN_LIKELY(IsFlowClosed() && !_pNextParm && PeekFrame(frame)))
+        return PrefetchNextParmChecked(parmId);
+    parmId = frame._id;
+    _pNextParm = frame;
+    _writeBound = 0;
+    _curPos += FrameHeadSize;
+    return *this;
+}
+
+inline ZynStream& ZynStream::StartParmDec(unsigned long parmId) {
+    ZynStreamParmDescriptor frame;
+    if (!ZYN_LIKELY(IsFlowClosed() && _writeBound != 0 && _parmStack.HasRoom() &&
+                    PeekFrame(frame) && frame._id == parmId))
+        return StartParmDecChecked(parmId);
+    _parmStack.Push(frame);
+    _readBound = _writeBound = _curPos + frame._length;
+    _curPos += FrameHeadSize;
+    return *this;
+}
+
+inline ZynStream& ZynStream::EndParmDec() {
+    const ZynStreamParmDescriptor& parm = _parmStack.Top();
+    if (!ZYN_LIKELY(IsFlowClosed() && _writeBound != 0 && parm._length != 0))
+        return EndParmDecChecked();
+    _curPos = parm._position + parm._length;
+    _parmStack.Pop();
+    const ZynStreamParmDescriptor& outer = _parmStack.Top();
+    _readBound = outer._position + outer._length;
+    _writeBound = outer._length != 0 ? _readBound : Unbounded;
+    return *this;
 }
 
 inline void ZynStream::PutWord(std::uint32_t word) {
@@ -108,6 +207,19 @@ inline void ZynStream::Put(double value) {
     zynkxdr::StoreWord(to + WordSize, static_cast<std::uint32_t>(bits));
 }
 
+inline void ZynStream::Put(const ZynBinary& value) {
+    ZYN_REQUIRE_TEXT(!value.IsNull(), "!IsNull()");
+    PutVarOpaque(value.Data(), value.Length());
+}
+
+inline void ZynStream::Put(const ZynString& value) {
+    ZYN_REQUIRE_TEXT(!value.IsNull(), "!IsNull()");
+    if (ZYN_LIKELY(_pMem->_convCcsid == 0))
+        PutVarOpaque(value.C_str(), value.Length());
+    else
+        PutOwnConverted(value);
+}
+
 inline void ZynStream::Get(long& value) {
     value = static_cast<std::int32_t>(GetWord());
 }
@@ -148,11 +260,7 @@ inline ZynStream& operator<<(ZynStream& s, bool value) { s.Put(value); return s;
 inline ZynStream& operator<<(ZynStream& s, float value) { s.Put(value); return s; }
 inline ZynStream& operator<<(ZynStream& s, double value) { s.Put(value); return s; }
 inline ZynStream& operator<<(ZynStream& s, const ZynBinary& value) { s.Put(value); return s; }
-// By value, as strings are passed throughout: a copy is an increment.
-inline ZynStream& operator<<(ZynStream& s, ZynString value) { // NOLINT(performance-unnecessary-value-param)
-    s.Put(value);
-    return s;
-}
+inline ZynStream& operator<<(ZynStream& s, const ZynString& value) { s.Put(value); return s; }
 inline ZynStream& operator<<(ZynStream& s, const ZynStream& value) { s.Put(value); return s; }
 template <class T> ZynStream& operator<<(ZynStream& s, const T*) = delete;
 

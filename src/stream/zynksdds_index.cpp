@@ -62,12 +62,12 @@ bool ZynStream::EraseParm(unsigned long parmId) {
 void ZynStream::ChangeParmId(unsigned long parmId) {
     ZYN_FLOW("ZynStream::ChangeParmId", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZYN_REQUIRE(parmId != 0);
-    ZYN_REQUIRE(!_parmStack.empty());
+    ZYN_REQUIRE_TEXT(!_parmStack.IsEmpty(), "!_parmStack.empty()");
     ZYN_REQUIRE_TEXT(!_pNextParm, "_pNextParm == 0");
     const std::uint32_t word = zynkxdr::WireWord(parmId);
-    const ZynStreamParmDescriptor old = _parmStack.back();
+    const ZynStreamParmDescriptor old = _parmStack.Top();
     RequireHeadInBlock(old);
-    if (IsIndexed() && _parmStack.size() == 1) {
+    if (IsIndexed() && _parmStack.Size() == 1) {
         // A damaged frame, or one that another cursor has moved, is not the one of the index.
         ZynStreamParmDescriptor entry(old._id);
         ZYN_ASSERT_TEXT(IndexFindEntry(entry) && entry._position == old._position &&
@@ -78,7 +78,7 @@ void ZynStream::ChangeParmId(unsigned long parmId) {
         IndexEraseEntry(old);
         IndexInsertEntry(ZynStreamParmDescriptor(parmId, old._position, old._length));
     }
-    _parmStack.back()._id = parmId;
+    _parmStack.Top()._id = parmId;
     zynkxdr::StoreWord(At(old._position), word);
 }
 
@@ -122,14 +122,14 @@ void ZynStream::PutStringOf(ZynStream& source) {
 
 // The bytes of the parameter that the source has open.
 void ZynStream::PutPayloadOf(const ZynStream& source) {
-    const unsigned long length = source._parmStack.back()._length - FrameHeadSize;
+    const unsigned long length = source._parmStack.Top()._length - FrameHeadSize;
     char* const to = Claim(length + Padding(length));
     StoreOpaque(to, source.At(source._curPos), length);
 }
 
 // Takes back the last parameter of the top level, which is being encoded.
 void ZynStream::AbandonParm() {
-    const ZynStreamParmDescriptor parm = _parmStack.back();
+    const ZynStreamParmDescriptor parm = _parmStack.Top();
     DropParms();
     IndexEraseEntry(parm);
     _pMem->_endPos = _curPos = parm._position;

@@ -4,15 +4,12 @@
 
 #include "zynksdds.h"
 
-unsigned long ZynStream::Padding(unsigned long n) {
-    return (WordSize - n % WordSize) % WordSize;
-}
-
-// Bytes and padding.
+// Bytes and padding: zeros in the last word first, then the bytes over them.
 void ZynStream::StoreOpaque(char* to, const char* data, unsigned long n) {
-    if (n != 0)
-        std::memcpy(to, data, n);
-    std::memset(to + n, 0, Padding(n));
+    if (n == 0)
+        return;
+    zynkxdr::StoreWord(to + n + Padding(n) - WordSize, 0);
+    std::memcpy(to, data, n);
 }
 
 void ZynStream::PutFixedOpaque(const char* data, unsigned long n) {
@@ -39,20 +36,6 @@ void ZynStream::PutVarOpaque(const char* data, unsigned long n) {
     StoreOpaque(to + WordSize, data, n);
 }
 
-// The bytes of the variable opaque value at the position, which stays there: a failure leaves it
-// at the length word. Only the bytes themselves are tested: a last value may lack its padding.
-const char* ZynStream::PeekVarOpaque(unsigned long& length) const {
-    EnableCorrectRead(WordSize);
-    length = zynkxdr::LoadWord(At(_curPos));
-    if (length > ReadEnd() - _curPos - WordSize)
-        ThrowContentError();
-    return At(_curPos) + WordSize;
-}
-
-void ZynStream::SkipVarOpaque(unsigned long length) {
-    _curPos += WordSize + length + Padding(length);
-}
-
 unsigned long ZynStream::GetVarOpaque(char* buffer, unsigned long max) {
     ZYN_REQUIRE_TEXT(buffer != nullptr || max == 0, "buffer != 0 || max == 0");
     EnableCorrectRead(WordSize);
@@ -68,11 +51,6 @@ unsigned long ZynStream::GetVarOpaque(char* buffer, unsigned long max) {
         std::memcpy(buffer, bytes, length);
     SkipVarOpaque(length);
     return length;
-}
-
-void ZynStream::Put(const ZynBinary& value) {
-    ZYN_REQUIRE_TEXT(!value.IsNull(), "!IsNull()");
-    PutVarOpaque(value.Data(), value.Length());
 }
 
 void ZynStream::Get(ZynBinary& value) {

@@ -2,57 +2,76 @@
 //
 // A frame is an id word, a length word that counts these 8 bytes too, and the payload. Its head is
 // written once, when the length is known, into a gap left for it; nested content is not copied.
-// Open frames stand on a stack of the heap, so that no depth of nesting exhausts the thread's.
+// Here stands all that each operation must do and test; where nothing stands in the way, its short
+// form in zynksdds.inl does the same.
+#include <algorithm>
+#include <utility>
+
 #include "zynksdds.h"
 #include "zynktrc.h"
+
+ZynStreamParmStack& ZynStreamParmStack::operator=(const ZynStreamParmStack& other) {
+    const unsigned long count = other.Size() + FloorCount;
+    if (this == &other)
+        return *this;
+    if (count > Room())
+        Grow(count);
+    std::copy_n(other.First(), count, First());
+    _top = First() + count - 1;
+    return *this;
+}
+
+void ZynStreamParmStack::Grow(unsigned long count) {
+    auto many = std::make_unique<ZynStreamParmDescriptor[]>(count);
+    const unsigned long used = Size() + FloorCount;
+    std::copy_n(First(), used, many.get());
+    _many = std::move(many);
+    _top = _many.get() + used - 1;
+    _last = _many.get() + count - 1;
+}
 
 // What the open parameters and a prefetched one leave to this cursor. Nothing can be read in a
 // parameter that is still being encoded, and nothing written while one is prefetched.
 void ZynStream::BoundParms() {
-    _readBound = Unbounded;
-    _writeBound = Unbounded;
-    if (!_parmStack.empty()) {
-        const ZynStreamParmDescriptor& top = _parmStack.back();
-        _readBound = top._position + top._length;
-        if (top._length != 0)
-            _writeBound = _readBound;
-    }
+    const ZynStreamParmDescriptor& top = _parmStack.Top();
+    _readBound = top._position + top._length;
+    _writeBound = top._length != 0 ? _readBound : Unbounded;
     if (_pNextParm || Kind() == Unknown)
         _writeBound = 0;
 }
 
 void ZynStream::OpenParm(const ZynStreamParmDescriptor& parm) {
-    _parmStack.push_back(parm);
+    _parmStack.Push(parm);
     _pNextParm.reset();
     BoundParms();
 }
 
 void ZynStream::CloseParm() {
-    _parmStack.pop_back();
+    _parmStack.Pop();
     BoundParms();
 }
 
 void ZynStream::DropParms() {
-    _parmStack.clear();
+    _parmStack.Clear();
     _pNextParm.reset();
     BoundParms();
 }
 
 // Parameters open for reading may be left, one that is being encoded may not.
 void ZynStream::CleanupParms() {
-    while (!_parmStack.empty()) {
-        ZYN_ASSERT_TEXT(_parmStack.back()._length != 0, "_parmStack.top()._length != 0");
+    while (!_parmStack.IsEmpty()) {
+        ZYN_ASSERT_TEXT(_parmStack.Top()._length != 0, "_parmStack.top()._length != 0");
         CloseParm();
     }
     DropParms();
 }
 
-ZynStream& ZynStream::StartParmEnc(unsigned long parmId) {
+ZynStream& ZynStream::StartParmEncChecked(unsigned long parmId) {
     ZYN_FLOW("ZynStream::StartParmEnc", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZYN_REQUIRE_TEXT(parmId != 0, "parmId!=0");
     zynkxdr::WireWord(parmId); // an id that has no word could never be closed
     const ZynStreamParmDescriptor parm(parmId, _curPos);
-    const bool isIndexed = IsIndexed() && _parmStack.empty();
+    const bool isIndexed = IsIndexed() && _parmStack.IsEmpty();
     if (ZynStreamParmDescriptor entry(parmId); isIndexed)
         ZYN_REQUIRE_TEXT(!IndexFindEntry(entry), "rc == true");
     Claim(FrameHeadSize);
@@ -69,17 +88,17 @@ void ZynStream::RequireHeadInBlock(const ZynStreamParmDescriptor& parm) const {
                      "fromPosition <= _pMem->_size");
 }
 
-ZynStream& ZynStream::EndParmEnc() {
+ZynStream& ZynStream::EndParmEncChecked() {
     ZYN_FLOW("ZynStream::EndParmEnc", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZYN_REQUIRE_TEXT(!_pNextParm, "_pNextParm == 0");
-    ZYN_REQUIRE(!_parmStack.empty());
-    ZynStreamParmDescriptor parm = _parmStack.back();
+    ZYN_REQUIRE_TEXT(!_parmStack.IsEmpty(), "!_parmStack.empty()");
+    ZynStreamParmDescriptor parm = _parmStack.Top();
     if (parm._length != 0)
         return EndParmDec();
     const std::uint32_t length = zynkxdr::WireWord(_curPos - parm._position);
     parm._length = length;
     RequireHeadInBlock(parm);
-    if (IsIndexed() && _parmStack.size() == 1)
+    if (IsIndexed() && _parmStack.Size() == 1)
         ZYN_REQUIRE_TEXT(IndexReplaceEntry(parm), "rc == true");
     const unsigned long end = _curPos;
     _curPos = parm._position;
@@ -93,7 +112,7 @@ ZynStream& ZynStream::EndParmEnc() {
     return *this;
 }
 
-ZynStream& ZynStream::PrefetchNextParm(unsigned long& parmId) {
+ZynStream& ZynStream::PrefetchNextParmChecked(unsigned long& parmId) {
     ZYN_FLOW("ZynStream::PrefetchNextParm", ZynTrace::FlowLevel, ZynTrace::Kernel);
     if (!_pNextParm) {
         ZynStreamParmDescriptor next(0, _curPos);
@@ -115,7 +134,7 @@ ZynStream& ZynStream::PrefetchNextParm(unsigned long& parmId) {
 
 // The frame is proved to fit into the stream and into the frame around it. One that does not fit
 // stays open, so that the next positioning call cleans it up.
-ZynStream& ZynStream::StartParmDec(unsigned long parmId) {
+ZynStream& ZynStream::StartParmDecChecked(unsigned long parmId) {
     ZYN_FLOW("ZynStream::StartParmDec", ZynTrace::FlowLevel, ZynTrace::Kernel);
     unsigned long nextId = 0;
     PrefetchNextParm(nextId);
@@ -131,11 +150,11 @@ ZynStream& ZynStream::StartParmDec(unsigned long parmId) {
     return *this;
 }
 
-ZynStream& ZynStream::EndParmDec() {
+ZynStream& ZynStream::EndParmDecChecked() {
     ZYN_FLOW("ZynStream::EndParmDec", ZynTrace::FlowLevel, ZynTrace::Kernel);
     ZYN_REQUIRE_TEXT(!_pNextParm, "_pNextParm == 0");
-    ZYN_REQUIRE(!_parmStack.empty());
-    _curPos = _parmStack.back()._position + _parmStack.back()._length;
+    ZYN_REQUIRE_TEXT(!_parmStack.IsEmpty(), "!_parmStack.empty()");
+    _curPos = _parmStack.Top()._position + _parmStack.Top()._length;
     CloseParm();
     return *this;
 }
@@ -167,7 +186,7 @@ ZynStream& ZynStream::GetParm(ZynStreamParmDescriptor& descr) {
 
 void ZynStream::PrefetchParm(const ZynStreamParmDescriptor& parmDescr) {
     ZYN_FLOW("ZynStream::PrefetchParm", ZynTrace::FlowLevel, ZynTrace::Kernel);
-    ZYN_REQUIRE(_parmStack.empty());
+    ZYN_REQUIRE_TEXT(_parmStack.IsEmpty(), "_parmStack.empty()");
     ZYN_REQUIRE_TEXT(!_pNextParm, "_pNextParm == 0");
     ZYN_REQUIRE(parmDescr._position >= _pMem->_startPos);
     ZYN_REQUIRE_TEXT(parmDescr._length >= FrameHeadSize, "parmDescr._length >= 2 * sizeof(long)");

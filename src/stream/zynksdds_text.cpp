@@ -81,10 +81,7 @@ void ZynStream::UseStreamCcsid(unsigned short ccsid) {
     _pMem->_convCcsid = ccsid != ZynConverter::GetCurrentOSCodePage() ? ccsid : 0;
 }
 
-void ZynStream::Put(const ZynString& value) {
-    ZYN_REQUIRE_TEXT(!value.IsNull(), "!IsNull()");
-    if (_pMem->_convCcsid == 0) [[likely]]
-        return PutVarOpaque(value.C_str(), value.Length());
+void ZynStream::PutOwnConverted(const ZynString& value) {
     if (_pMem->_writeConverter == nullptr)
         _pMem->_writeConverter =
             std::make_unique<ZynConverter>(ZynConverter::GetCurrentOSCodePage(), _pMem->_convCcsid);

@@ -18,9 +18,22 @@ inline std::uint32_t Host2Xdr(std::uint32_t word) {
     return word;
 }
 
+// Stored as numbers, not as bytes: a store of bytes may alias anything, and a caller would have to
+// load all that it knows anew behind it.
+using UnalignedWord [[gnu::aligned(1)]] = std::uint32_t;
+using UnalignedPair [[gnu::aligned(1)]] = std::uint64_t;
+
 inline void StoreWord(char* to, std::uint32_t word) {
-    word = Host2Xdr(word);
-    std::memcpy(to, &word, sizeof word);
+    *reinterpret_cast<UnalignedWord*>(to) = Host2Xdr(word);
+}
+
+/// Two words, `first` in front.
+inline void StoreWords(char* to, std::uint32_t first, std::uint32_t second) {
+    if constexpr (std::endian::native == std::endian::little)
+        *reinterpret_cast<UnalignedPair*>(to) =
+            static_cast<std::uint64_t>(Host2Xdr(second)) << 32U | Host2Xdr(first);
+    else
+        *reinterpret_cast<UnalignedPair*>(to) = static_cast<std::uint64_t>(first) << 32U | second;
 }
 
 inline std::uint32_t LoadWord(const char* from) {

@@ -118,6 +118,9 @@ class ZYN_EXPORT ZynTrace {
         return (level == 0 && Read(_gate._Xt)) ||
                (level <= Read(_gate._Level) && PassesMasks(category, component));
     }
+    /// Whether the level alone closes both lines of a function at `level`: one load for a function
+    /// that is too short for two tests.
+    static bool IsFlowClosed(unsigned long level) { return Read(_gate._Level) < level; }
     /// @}
 
     /// @name Lines

@@ -187,6 +187,8 @@ class Player {
         {"to", [this] { Top().PositionTo(_n); }}, {"truncate", [this] { Top().Truncate(); }},
         {"clear", [this] { Top().Clear(); }}, {"close", [this] { Top().Close(); }},
         {"send", [this] { Top().PreWrite(); }}, {"index", [this] { Top().CreateIndex(); }},
+        {"unindex", [this] { Top().DeleteIndex(); }},
+        {"erase", [this] { Top().EraseParm(_n); }},
         {"unused", [this] { Must(Top().UnusedBytes() == _n); }},
     };
     // clang-format on

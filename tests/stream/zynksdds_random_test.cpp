@@ -90,6 +90,36 @@ bool Survives(const std::string& bytes) {
     return std::isdigit(read.front()) != 0;
 }
 
+// With its gates open every operation on a parameter goes its long way, with all tests and steps.
+TEST(ZynStreamRandom, ShortWaysDoWhatTheLongOnesDo) {
+    const std::string words[] = {
+        "(1",     "(2",    "(3",     "(0",    ")",        ")",      "=(1",   "=(2",   "=(3",
+        "=)",     "=)",    "=next1", "next2", "skip",     "get",    "jump",  "long7", "=long7",
+        "string", "=long", "start",  "end",   "truncate", "clear",  "close", "index", "unindex",
+        "find1",  "find2", "erase1", "to36",  "to99999",  "fixed16"};
+    const unsigned long levels[] = {0, ZynTrace::FlowLevel};
+    const unsigned long level = ZynTrace::Level();
+    for (unsigned int seed = 0; seed < 3000 && !HasFailure(); ++seed) {
+        std::string did[2];
+        for (int way = 0; way < 2; ++way) {
+            ZynTrace::SetFilter(levels[way], 0, 0);
+            std::mt19937 random(seed);
+            const ZynStream stream(seed % 3 == 0 ? 0 : 2000, ZynStream::Plain, 819);
+            Player cursors[] = {Player(stream), Player(stream)};
+            for (int step = 0; step < 60; ++step) {
+                const std::string& word = words[random() % std::size(words)];
+                const bool isOther = random() % 5 == 0;
+                did[way] += word + ": " + cursors[isOther].Play(word) + " of " +
+                            std::to_string(stream.Length()) + "\n";
+            }
+            if (!Failure([&] { did[way] += Sent(stream); }).empty())
+                did[way] += "not sent";
+        }
+        EXPECT_EQ(did[0], did[1]) << seed;
+    }
+    ZynTrace::SetFilter(level, 0, 0);
+}
+
 TEST(ZynStreamRandom, DamageIsToldByTheStreamsExceptions) {
     const std::string good =
         Whole(Frame(1, Word(7) + Frame(2, Counted(Text(4)) + Counted(Text(3))) + Word(1)) +
