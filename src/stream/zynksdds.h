@@ -321,6 +321,7 @@ class ZYN_EXPORT ZynStream {
     unsigned long ReadEnd() const;
     void EnableCorrectRead(unsigned long lng) const;
     [[noreturn]] void ThrowContentError() const;
+    bool HasRoomFor(unsigned long lng, unsigned long bound) const;
     void EnableCorrectWrite(unsigned long lng);
     void EnableCorrectWriteChecked(unsigned long lng);
     void RequireRoomInParm(unsigned long lng);

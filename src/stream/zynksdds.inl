@@ -52,8 +52,7 @@ inline const char* ZynStream::PeekVarOpaque(unsigned long& length) const {
     EnableCorrectRead(WordSize);
     const char* const word = At(_curPos);
     length = zynkxdr::LoadWord(word);
-    if (!ZYN_LIKELY(length <= ReadEnd() - _curPos - WordSize))
-        ThrowContentError();
+    EnableCorrectRead(WordSize + length);
     return word + WordSize;
 }
 
@@ -61,10 +60,15 @@ inline void ZynStream::SkipVarOpaque(unsigned long length) {
     _curPos += WordSize + length + Padding(length);
 }
 
+// Whether `lng` bytes from the position on have room in front of `bound`.
+inline bool ZynStream::HasRoomFor(unsigned long lng, unsigned long bound) const {
+    const unsigned long behind = _curPos + lng;
+    return behind >= lng && behind <= bound && behind <= _pMem->_dynPtr.Size();
+}
+
+// Writing nothing has its checks too.
 inline void ZynStream::EnableCorrectWrite(unsigned long lng) {
-    const unsigned long size = _pMem->_dynPtr.Size();
-    const unsigned long end = _writeBound < size ? _writeBound : size;
-    if (!ZYN_LIKELY(_curPos < end && lng <= end - _curPos))
+    if (!ZYN_LIKELY(lng != 0 && HasRoomFor(lng, _writeBound)))
         EnableCorrectWriteChecked(lng);
 }
 
@@ -93,9 +97,8 @@ inline bool ZynStream::IsFlowClosed() {
 }
 
 inline ZynStream& ZynStream::StartParmEnc(unsigned long parmId) {
-    const unsigned long size = _pMem->_dynPtr.Size();
     if (!ZYN_LIKELY(IsFlowClosed() && parmId - 1 < UINT32_MAX && !IsIndexed() &&
-                    _writeBound == Unbounded && _curPos < size && FrameHeadSize <= size - _curPos &&
+                    _writeBound == Unbounded && HasRoomFor(FrameHeadSize, Unbounded) &&
                     _parmStack.HasRoom()))
         return StartParmEncChecked(parmId);
     _parmStack.Push(ZynStreamParmDescriptor(parmId, _curPos));
