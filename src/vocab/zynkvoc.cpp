@@ -1,14 +1,15 @@
 #include "zynkvoc.h"
 
-#include <cstring>
+#include <span>
 
 #include "zynkvoc_lookup.h"
 
 namespace {
 
-using zynkvoc::HashOf;
+using zynkvoc::KeyOf;
 using zynkvoc::Member;
-using zynkvoc::NotFound;
+using zynkvoc::Places;
+using zynkvoc::Sample;
 
 constexpr std::string_view Illegal = "<illegal>";
 
@@ -50,45 +51,49 @@ constexpr std::uint16_t IndexOfWord(std::string_view word) {
                                       Words.begin());
 }
 
-constexpr std::uint16_t IllegalIndex = IndexOfWord(Illegal);
+static_assert(IndexOfWord(Illegal) == 0, "what rows without a word lead to");
 
-// Made at load, and never torn down.
-const ZynString* wordObjects = nullptr;
+/// The keys of some of a class's members, each of them once.
+template <std::size_t Count>
+class Keys {
+  public:
+    constexpr void Add(std::uint64_t key) { _keys[_count++] = key; }
+    constexpr operator std::span<const std::uint64_t>() const { return {_keys.data(), _count}; }
+
+  private:
+    std::array<std::uint64_t, Count> _keys{};
+    std::size_t _count = 0;
+};
 
 /// From a class's numbers to its words.
 template <std::size_t Count>
 class NumberTable {
   public:
-    explicit constexpr NumberTable(const Member (&members)[Count]) {
-        std::int16_t element = 0;
-        for (const Member& member : members) {
-            _numbers[static_cast<std::size_t>(element)] = member.number;
-            _words[static_cast<std::size_t>(element)] = IndexOfWord(member.name);
-            if (member.isShown) {
-                if (Find(member.number) != NotFound)
-                    throw "a number has two words"; // and so does not compile
-                _places.Insert(HashOf(member.number), element);
-            }
-            ++element;
-        }
+    explicit constexpr NumberTable(const Member (&members)[Count]) : _places(KeysOf(members)) {
+        for (const Member& member : members)
+            if (member.isShown)
+                _rows[_places.Of(KeyOf(member.number))] = {member.number, IndexOfWord(member.name)};
     }
 
-    const ZynString& Word(int number) const {
-        const int element = Find(number);
-        return wordObjects[element == NotFound ? IllegalIndex
-                                               : _words[static_cast<std::size_t>(element)]];
+    constexpr zynkvoc::Shown Shown() const noexcept {
+        return {_rows.data(), _places.Factor(), Places<Count>::Shift};
     }
 
   private:
-    constexpr int Find(int number) const {
-        return _places.Find(HashOf(number), [&](int element) {
-            return _numbers[static_cast<std::size_t>(element)] == number;
-        });
+    static constexpr Keys<Count> KeysOf(const Member (&members)[Count]) {
+        Keys<Count> keys;
+        for (const Member& member : members)
+            if (member.isShown) {
+                for (const Member* other = members; other != &member; ++other)
+                    if (other->isShown && other->number == member.number)
+                        throw "a number has two words"; // and so does not compile
+                keys.Add(KeyOf(member.number));
+            }
+        return keys;
     }
 
-    zynkvoc::Places<Count> _places;
-    std::array<int, Count> _numbers{};
-    std::array<std::uint16_t, Count> _words{};
+    Places<Count> _places;
+    std::array<zynkvoc::Shown::Row, Places<Count>::Size> _rows{};
 };
 
 /// From a class's words to its numbers.
@@ -97,32 +102,49 @@ class WordTable {
   public:
     explicit constexpr WordTable(const std::array<std::string_view, Count>& words,
                                  const std::array<int, Count>& numbers)
-        : _words(words), _numbers(numbers) {
-        for (std::size_t i = 0; i < Count; ++i)
-            if (!words[i].empty()) {
-                if (Find(words[i]) != NotFound)
-                    throw "a word stands twice"; // and so does not compile
-                _places.Insert(HashOf(words[i]), static_cast<std::int16_t>(i));
-            }
+        : _sample(words), _places(KeysOf(words, _sample)) {
+        _elements.fill(NoElement);
+        for (std::size_t i = 0; i < Count; ++i) {
+            _rows[i] = {words[i], numbers[i]};
+            if (!words[i].empty())
+                _elements[_places.Of(_sample.KeyOf(words[i]))] = static_cast<std::uint8_t>(i);
+        }
     }
 
     int Number(const ZynString& text, int otherwise) const {
         if (text.IsNull())
             return otherwise;
-        const int element = Find(text.C_str());
-        return element == NotFound ? otherwise : _numbers[static_cast<std::size_t>(element)];
+        const std::string_view word(text.C_str(), text.Length());
+        const std::uint8_t element = _elements[_places.Of(_sample.KeyOf(word))];
+        return element != NoElement && _rows[element].word == word ? _rows[element].number
+                                                                   : otherwise;
     }
 
   private:
-    constexpr int Find(std::string_view word) const {
-        return _places.Find(HashOf(word), [&](int element) {
-            return _words[static_cast<std::size_t>(element)] == word;
-        });
+    static constexpr std::uint8_t NoElement = UINT8_MAX;
+    static_assert(Count < NoElement);
+
+    struct Row {
+        std::string_view word;
+        int number = 0;
+    };
+
+    static constexpr Keys<Count> KeysOf(const std::array<std::string_view, Count>& words,
+                                        const Sample& sample) {
+        Keys<Count> keys;
+        for (auto word = words.begin(); word != words.end(); ++word)
+            if (!word->empty()) {
+                if (std::find(words.begin(), word, *word) != word)
+                    throw "a word stands twice"; // and so does not compile
+                keys.Add(sample.KeyOf(*word));
+            }
+        return keys;
     }
 
-    zynkvoc::Places<Count> _places;
-    std::array<std::string_view, Count> _words;
-    std::array<int, Count> _numbers;
+    Sample _sample;
+    Places<Count> _places;
+    std::array<std::uint8_t, Places<Count>::Size> _elements{};
+    std::array<Row, Count> _rows{};
 };
 
 template <std::size_t Count>
@@ -188,17 +210,17 @@ class UpperCaseWords {
 
 } // namespace
 
+constinit const ZynString* zynkvoc::Shown::_words = nullptr;
+
 void zynkvoc::MakeWords() {
     auto* const objects = new ZynString[Words.size()];
     for (std::size_t i = 0; i < Words.size(); ++i)
         objects[i] = ZynString(Words[i].data(), static_cast<long>(Words[i].size()));
-    wordObjects = objects;
+    Shown::_words = objects;
 }
 
 #define ZYN_VOCABULARY(Class, Enum, Default)                                                       \
-    const ZynString& Class::ToString(Enum value) {                                                 \
-        return Class##Numbers.Word(value);                                                         \
-    }                                                                                              \
+    constinit const zynkvoc::Shown Class::_shown = Class##Numbers.Shown();                         \
     Class::Enum Class::FromString(const ZynString& word) {                                         \
         return static_cast<Enum>(Class##Words.Number(word, Default));                              \
     }

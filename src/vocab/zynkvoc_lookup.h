@@ -6,7 +6,9 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string_view>
+#include <utility>
 
 namespace zynkvoc {
 
@@ -22,62 +24,79 @@ struct Member {
 /// Makes the words. Called once, when the library is loaded.
 void MakeWords();
 
-/// What a lookup answers for a key that it does not hold.
-constexpr int NotFound = -1;
-
-/// A hash table of `Count` keys that the compiler fills. `Table` has the element for a key at the
-/// key's hash or behind it, ahead of the next empty place; three places of four are empty, so that
-/// most keys stand at their hash.
+/// A place of its own for each of `Count` keys: the compiler searches for a factor that tells them
+/// apart. As three places of four are empty, it is one of the first.
 template <std::size_t Count>
 class Places {
   public:
     static constexpr std::size_t Size = std::bit_ceil(4 * Count);
 
-    constexpr void Insert(std::uint32_t hash, std::int16_t element) {
-        std::size_t place = hash % Size;
-        while (_elements[place] != NotFound)
-            place = (place + 1) % Size;
-        _elements[place] = element;
+    explicit constexpr Places(std::span<const std::uint64_t> keys) {
+        constexpr std::uint64_t Step = 0x9E3779B97F4A7C15; // bits in an even mix
+        constexpr int Tries = 5000;
+        for (int i = 0; i < Tries; ++i, _factor += Step)
+            if (TellsApart(keys))
+                return;
+        throw "no factor tells the keys apart"; // and so does not compile
     }
 
-    /// The first element from the key's hash on that `matches`.
-    template <class Matches>
-    constexpr int Find(std::uint32_t hash, Matches matches) const {
-        for (std::size_t place = hash % Size; _elements[place] != NotFound;
-             place = (place + 1) % Size)
-            if (matches(_elements[place]))
-                return _elements[place];
-        return NotFound;
+    constexpr std::size_t Of(std::uint64_t key) const { return (key * _factor) >> Shift; }
+    constexpr std::uint64_t Factor() const { return _factor; }
+    static constexpr int Shift = 64 - std::countr_zero(Size);
+
+  private:
+    constexpr bool TellsApart(std::span<const std::uint64_t> keys) const {
+        std::array<bool, Size> isTaken{};
+        for (const std::uint64_t key : keys)
+            if (std::exchange(isTaken[Of(key)], true))
+                return false;
+        return true;
+    }
+
+    std::uint64_t _factor = std::uint64_t{1} << Shift; // at first small keys are their own places
+};
+
+constexpr std::uint64_t KeyOf(int number) {
+    return static_cast<std::uint32_t>(number);
+}
+
+/// What is looked at in the words of a class: their length and two characters, each at so many
+/// eighths of it. The compiler searches for two that tell the words apart; whole words are compared
+/// afterwards.
+class Sample {
+  public:
+    /// Of words that differ; empty ones don't count.
+    explicit constexpr Sample(std::span<const std::string_view> words) {
+        for (_second = 0; _second < Eighths; ++_second)
+            for (_first = 0; _first < _second; ++_first)
+                if (TellsApart(words))
+                    return;
+        throw "no two characters tell the words apart"; // and so does not compile
+    }
+
+    constexpr std::uint64_t KeyOf(std::string_view word) const {
+        if (word.empty())
+            return 0;
+        const auto at = [word](std::size_t eighths) {
+            return static_cast<std::uint64_t>(
+                static_cast<unsigned char>(word[word.size() * eighths / Eighths]));
+        };
+        return word.size() << 16U | at(_first) << 8U | at(_second);
     }
 
   private:
-    static constexpr std::array<std::int16_t, Size> AllEmpty() {
-        std::array<std::int16_t, Size> elements{};
-        elements.fill(NotFound);
-        return elements;
+    static constexpr std::size_t Eighths = 8;
+
+    constexpr bool TellsApart(std::span<const std::string_view> words) const {
+        for (std::size_t i = 0; i < words.size(); ++i)
+            for (std::size_t j = 0; j < i; ++j)
+                if (!words[i].empty() && KeyOf(words[i]) == KeyOf(words[j]))
+                    return false;
+        return true;
     }
 
-    std::array<std::int16_t, Size> _elements = AllEmpty();
+    std::size_t _first = 0;
+    std::size_t _second = 0;
 };
-
-// Fibonacci hashing: the high bits of the product are mixed best.
-constexpr std::uint32_t HashOf(int number) {
-    return (static_cast<std::uint32_t>(number) * 0x9E3779B9U) >> 20U;
-}
-
-// A few characters tell the words of a class apart; all of them are compared afterwards.
-constexpr std::uint32_t HashOf(std::string_view word) {
-    if (word.empty())
-        return 0;
-    const auto at = [word](std::size_t i) {
-        return static_cast<std::uint32_t>(static_cast<unsigned char>(word[i]));
-    };
-    const std::size_t n = word.size();
-    std::uint32_t hash = static_cast<std::uint32_t>(n) * 0x01000193U;
-    hash = (hash ^ at(0)) * 0x85EBCA6BU;
-    hash = (hash ^ at(n / 2)) * 0xC2B2AE35U;
-    hash = (hash ^ at(n - 1) ^ at(n * 3 / 4) << 8U) * 0x9E3779B9U;
-    return hash >> 16U;
-}
 
 } // namespace zynkvoc
