@@ -1,5 +1,5 @@
-// The test programs' main: as GoogleTest's own, but in the locale that the environment asks for, and
-// never on the stores of the machine.
+// The test programs' main: as GoogleTest's own, but in the locale that the environment asks for,
+// and never on the stores of the machine.
 #include <gmock/gmock.h>
 
 #include <clocale>
