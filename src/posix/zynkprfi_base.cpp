@@ -6,6 +6,7 @@
 #include <ctime>
 #include <thread>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include "zynkprf_store.h"
@@ -18,13 +19,16 @@ namespace {
 constexpr unsigned long ApplicationId = 0x5A594E53;
 constexpr unsigned long FormatVersion = 1;
 
-// Another process has the store: waits, for as long as it takes. The waits differ, so that those
-// who wait don't come at the same moment again.
-int WaitForTurn(void*, int tries) {
-    unsigned char random = 0;
+// The waits differ, so that those who wait don't come at the same moment again.
+void Wait(std::chrono::microseconds most) {
+    std::uint16_t random = 0;
     sqlite3_randomness(sizeof random, &random);
-    const int most = std::min(tries + 1, 8);
-    std::this_thread::sleep_for(std::chrono::microseconds(100 + random * most * 2));
+    std::this_thread::sleep_for(most / 4 + most * random / 87'381);
+}
+
+// Another process has the store: waits, for as long as it takes.
+int AwaitStore(void*, int tries) {
+    Wait(std::chrono::microseconds(250 * std::min(tries + 1, 4)));
     return 1;
 }
 
@@ -42,6 +46,51 @@ unsigned long Word(const unsigned char* bytes) {
 }
 
 } // namespace
+
+// SQLite's own lock is had by whoever comes at the right moment, which is as a rule the one that
+// has just given it up. So only one process at a time tries for it: the one that has this byte of
+// the file. The others try for the byte, the more often the longer they wait. It goes with its
+// process; one that is stopped with it, or a system that has no such locks, costs the order and no
+// more.
+class Connection::Turn {
+  public:
+    explicit Turn(int file) : _file(file) {
+        using std::chrono::milliseconds;
+        constexpr milliseconds Patience(10'000);
+        const auto start = std::chrono::steady_clock::now();
+        while (!(_isMine = Lock(F_WRLCK)) && (errno == EAGAIN || errno == EACCES)) {
+            const auto waited = std::chrono::steady_clock::now() - start;
+            if (waited > Patience)
+                return;
+            Wait(waited > milliseconds(500) ? milliseconds(1) : milliseconds(4));
+        }
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    ~Turn() {
+        if (_isMine)
+            Lock(F_UNLCK);
+    }
+
+  private:
+    // Of the descriptor, not of the process: it doesn't go when another one is closed.
+    bool Lock(short kind) const {
+        struct flock lock = {};
+        lock.l_type = kind;
+        lock.l_whence = SEEK_SET;
+        lock.l_start = 0x4000'0200; // behind those that SQLite locks
+        lock.l_len = 1;
+        return fcntl(_file, F_OFD_SETLK, &lock) == 0;
+    }
+
+    int _file;
+    bool _isMine = false;
+};
+
+void Connection::BeginWriting() {
+    const Turn turn(_descriptor);
+    Run("BEGIN IMMEDIATE");
+}
 
 // Ids of keys are never used again: a handle of a key that has been deleted must not open another.
 const char* const Connection::_schema =
@@ -79,7 +128,7 @@ Connection::Connection(const std::string& path, const zynkplat::FileIdentity& id
             _descriptor = descriptor;
     if (ReadHeader().IsWithLog())
         Check(SQLITE_NOTADB);
-    sqlite3_busy_handler(base, &WaitForTurn, nullptr);
+    sqlite3_busy_handler(base, &AwaitStore, nullptr);
     sqlite3_db_config(base, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     sqlite3_db_config(base, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
     sqlite3_db_config(base, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);

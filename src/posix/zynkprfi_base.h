@@ -41,6 +41,8 @@ class Connection {
     /// Makes one, in the transaction that is open.
     void MakeStore() { Execute(_schema); }
     void Run(const char* sql);
+    /// Begins a transaction that may write, when it is this process's turn.
+    void BeginWriting();
 
     Connection* next = nullptr; ///< of those that the process must not close
 
@@ -54,6 +56,7 @@ class Connection {
         void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
     };
     struct Header;
+    class Turn;
 
     Header ReadHeader() const;
     void Execute(const char* sql);

@@ -195,7 +195,7 @@ bool Store::BeginWriting(bool mayCreate) {
     if (Base().IsReadOnly())
         throw Failure{zynkreg::AccessDenied};
     _transaction = Transaction::Writing;
-    Base().Run("BEGIN IMMEDIATE");
+    Base().BeginWriting();
     if (Base().HasStore())
         return true;
     if (mayCreate)

@@ -1,5 +1,6 @@
 // The store operations: what is found and in which order, what stays of it when processes are
 // killed, and what the files and their hosts may do to it.
+#include <chrono>
 #include <clocale>
 #include <csignal>
 #include <cstring>
@@ -591,6 +592,27 @@ TEST_F(StoreTest, LosesNoWriteOf16Processes) {
     EXPECT_EQ(Names(LocalMachine, &RegEnumKeyEx).size(), 1U);
     const auto names = Names(Opened(Opened(LocalMachine, "all"), "k"), &RegEnumValue);
     EXPECT_EQ(names.size(), 16U * static_cast<unsigned>(writes));
+}
+
+// The byte is what processes of all versions agree on.
+TEST_F(StoreTest, WaitsForTheHeadOfTheQueueToBegin) {
+    const HKEY key = Create(LocalMachine, "k");
+    const Signal held;
+    const Process head([&] {
+        struct flock lock = {F_WRLCK, SEEK_SET, 0x4000'0200, 1, 0};
+        EXPECT_EQ(fcntl(open(File().c_str(), O_RDWR), F_OFD_SETLK, &lock), 0);
+        held.Say();
+        pause();
+    });
+    held.Await();
+    std::thread killer([&] {
+        usleep(100000);
+        head.Kill();
+    });
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(Set(key, "v", "x"), Success);
+    EXPECT_GT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(90));
+    killer.join();
 }
 
 TEST_F(StoreTest, HoldsWhatWasAnsweredWhenAWriterIsKilled) {
