@@ -115,9 +115,10 @@ class WordTable {
         if (text.IsNull())
             return otherwise;
         const std::string_view word(text.C_str(), text.Length());
-        const std::uint8_t element = _elements[_places.Of(_sample.KeyOf(word))];
-        return element != NoElement && _rows[element].word == word ? _rows[element].number
-                                                                   : otherwise;
+        const Row* row = Find(word);
+        if (row == nullptr)
+            row = Find(word.substr(0, word.find('\0'))); // where a text ends that has one inside
+        return row != nullptr ? row->number : otherwise;
     }
 
   private:
@@ -128,6 +129,11 @@ class WordTable {
         std::string_view word;
         int number = 0;
     };
+
+    const Row* Find(std::string_view word) const {
+        const std::uint8_t element = _elements[_places.Of(_sample.KeyOf(word))];
+        return element != NoElement && _rows[element].word == word ? &_rows[element] : nullptr;
+    }
 
     static constexpr Keys<Count> KeysOf(const std::array<std::string_view, Count>& words,
                                         const Sample& sample) {

@@ -81,6 +81,9 @@ TEST(Vocabulary, HoldsWhatItsTableTells) {
 TEST(Vocabulary, DirectionsDifferWhereTold) {
     EXPECT_EQ(ZynAS::ToString(ZynAS::Disabled), "Inactive");
     EXPECT_EQ(ZynAS::FromString("Disabled"), 32);
+    ZynString cut("Disabled-");
+    cut.PreRead()[8] = '\0';
+    EXPECT_EQ(ZynAS::FromString(cut), 32); // a text ends at its first NUL
     EXPECT_EQ(ZynAuditDevice::ToString(ZynAuditDevice::NotSet), "<illegal>");
     EXPECT_EQ(ZynSvrRequest::ToString(ZynSvrRequest::ProcessHoldQueue), "ProcessHoldQueue");
     EXPECT_EQ(ZynSvrRequest::FromString("ProcessHoldQueue"), ZynSvrRequest::NotSet);
