@@ -8,6 +8,17 @@
 
 namespace zynkplat {
 
+/// What is known of an encoding ahead, so that a character does not have to be asked for.
+struct DirectEncoding {
+    /// By byte: the 16-bit unit of the character that it is by itself wherever one begins, whatever
+    /// follows; 0 for every other byte.
+    char16_t units[256];
+    /// Whether the bytes of ASCII are all among them and stand for what they do there.
+    bool isAscii;
+    /// Whether that holds, and what is well-formed UTF-8 stands for what it does there.
+    bool isUtf8;
+};
+
 /// The multi-byte functions of the runtime library under the process's current locale, one
 /// character at a time. They stand behind this seam for two reasons: a wide character has the
 /// platform's width only below it, and an encoding with shift states, of which most hosts have no
@@ -21,6 +32,15 @@ class MultiByte {
     /// `mblen` of no text: puts all functions back to the initial shift state and answers whether
     /// the encoding has shift states, with the bytes 0x0E and 0x0F between them.
     virtual bool ResetShiftState() = 0;
+    /// Puts all functions back to the initial shift state as well. What is known ahead of the
+    /// encoding, until the locale changes; null if that is nothing, as for one with shift states.
+    virtual const DirectEncoding* ResetToDirect() {
+        ResetShiftState();
+        return nullptr;
+    }
+    /// Whether the next ToWide begins with a character of its own, and not with what is left of the
+    /// sequence before.
+    virtual bool IsBetweenCharacters() const { return false; }
     /// `mblen`: bytes of the character at `s`, of which `n` bytes may be read; 0 for a NUL, -1 for
     /// a sequence that is invalid or not whole.
     virtual int Length(const char* s, unsigned long n) = 0;

@@ -199,8 +199,10 @@ class ZYN_EXPORT ZynString {
     ZynString SubStringByte(unsigned long start, unsigned long length) const;
     static bool Matches(const char16_t* text, const char16_t* pattern, char16_t single,
                         char16_t multi);
+    struct WideBuffer;
+    unsigned long Widen(char16_t* units) const;
     const char16_t* AsWChar(ZynBinary& wcBuffer) const;
-    std::u16string_view WideText(ZynBinary& wcBuffer) const;
+    std::u16string_view WideText(WideBuffer& buffer) const;
     void ConvertCase(bool upper);
     void StripByte(char c);
     void StripTrailingByte(char c);

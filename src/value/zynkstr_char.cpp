@@ -3,6 +3,7 @@
 
 #include "zynkplat.h"
 #include "zynkstr.h"
+#include "zynkstr_direct.h"
 #include "zynkstr_walk.h"
 #include "zynkstr_wide.h"
 #include "zynktrc.h"
@@ -31,8 +32,10 @@ unsigned long ZynString::LengthChar() const {
 char16_t ZynString::ToWChar(const char* s) {
     ZYN_REQUIRE_TEXT(s != nullptr, "s != 0");
     auto& multiByte = zynkplat::CurrentMultiByte();
-    multiByte.ResetShiftState();
     char32_t wide = 0;
+    if (const auto* const direct = multiByte.ResetToDirect();
+        direct != nullptr && zynkdirect::Character(wide, *direct, s, 1) == 1)
+        return static_cast<char16_t>(wide);
     if (multiByte.ToWide(wide, s, multiByte.MaxBytes()) < 0)
         ThrowInvalid(ZYN_ORIGIN("ZynString::ToWChar"),
                      "mbtowc: input character is an invalid multibyte character", 0);
@@ -51,22 +54,31 @@ bool ZynString::IsDBCSChar(const char* s) {
     return bytes > 1;
 }
 
-const char16_t* ZynString::AsWChar(ZynBinary& wcBuffer) const {
-    ZYN_REQUIRE(wcBuffer.Length() == WCharSize());
-    auto* const units = reinterpret_cast<char16_t*>(wcBuffer.Data());
-    if (zynkwide::FromText(units, C_str(), Length()) == zynkwide::Invalid) {
+// Writes the units of the text and a terminator, WCharSize bytes at most; their number.
+unsigned long ZynString::Widen(char16_t* units) const {
+    const unsigned long n = zynkwide::FromText(units, C_str(), Length());
+    if (n == zynkwide::Invalid) {
         ZYN_TRACE(1, ZynTrace::General, ZynTrace::Kernel,
                   "Invalid multibyte character in '" << *this << "'");
         ThrowInvalid(ZYN_ORIGIN("ZynString::AsWChar"),
                      "mbstowcs: input string contains an invalid multibyte character", -1);
     }
+    return n;
+}
+
+const char16_t* ZynString::AsWChar(ZynBinary& wcBuffer) const {
+    ZYN_REQUIRE(wcBuffer.Length() == WCharSize());
+    auto* const units = reinterpret_cast<char16_t*>(wcBuffer.Data());
+    Widen(units);
     return units;
 }
 
-// The text in units; `wcBuffer` holds them.
-std::u16string_view ZynString::WideText(ZynBinary& wcBuffer) const {
-    wcBuffer = ZynBinary(CreateEmpty, WCharSize());
-    return AsWChar(wcBuffer);
+// The text in units; `buffer` holds them.
+std::u16string_view ZynString::WideText(WideBuffer& buffer) const {
+    if (WCharSize() <= sizeof buffer.few)
+        return {buffer.few, Widen(buffer.few)};
+    buffer.many = ZynBinary(CreateEmpty, WCharSize());
+    return AsWChar(buffer.many);
 }
 
 // The first or the last occurrence at or behind character `ulStart`.
@@ -74,8 +86,8 @@ unsigned long ZynString::Search(const ZynString& substr, unsigned long ulStart, 
     ZYN_REQUIRE(!IsNull() && !substr.IsNull() && ulStart > 0);
     if (Length() == 0 || substr.Length() == 0 || ulStart > LengthChar())
         return 0;
-    ZynBinary ownBuffer;
-    ZynBinary partBuffer;
+    WideBuffer ownBuffer;
+    WideBuffer partBuffer;
     const std::u16string_view own = WideText(ownBuffer);
     const std::u16string_view part = substr.WideText(partBuffer);
     const std::size_t start = zynkwide::UnitOfCharacter(own, ulStart);

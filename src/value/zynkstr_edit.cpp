@@ -95,8 +95,8 @@ unsigned long ZynString::Substitute(const ZynString& oldText, const ZynString& n
     ZYN_REQUIRE_TEXT(!newText.IsNull(), "!IsNull() && !rhs.IsNull()");
     if (Length() == 0 || oldText.Length() == 0 || LengthChar() == 0)
         return 0;
-    ZynBinary ownBuffer;
-    ZynBinary oldBuffer;
+    WideBuffer ownBuffer;
+    WideBuffer oldBuffer;
     const std::u16string_view own = WideText(ownBuffer);
     const std::u16string_view part = oldText.WideText(oldBuffer);
     if (part.empty() || own.find(part) == std::u16string_view::npos)
@@ -226,8 +226,8 @@ void ZynString::StripText(const ZynString& stripStr) {
     const auto length = static_cast<long>(LengthChar());
     if (step > length)
         return;
-    ZynBinary ownBuffer;
-    ZynBinary stripBuffer;
+    WideBuffer ownBuffer;
+    WideBuffer stripBuffer;
     const std::u16string_view own = WideText(ownBuffer);
     const std::u16string_view part = stripStr.WideText(stripBuffer);
     const std::size_t size = part.size();

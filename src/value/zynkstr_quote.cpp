@@ -48,7 +48,7 @@ ZynString& ZynString::Quote(char quote, char escape) {
 
 ZynString& ZynString::Unquote(char quote, char escape) {
     ZYN_REQUIRE(!IsNull());
-    ZynBinary buffer;
+    WideBuffer buffer;
     const std::u16string_view text = WideText(buffer);
     const char quoteText[] = {quote, '\0'};
     const char escapeText[] = {escape, '\0'};

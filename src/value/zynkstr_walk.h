@@ -2,6 +2,7 @@
 #pragma once
 
 #include "zynkplat.h"
+#include "zynkstr_direct.h"
 
 namespace zynkwalk {
 
@@ -16,7 +17,8 @@ class CharWalk {
   public:
     CharWalk(const char* text, unsigned long n)
         : _multiByte(zynkplat::CurrentMultiByte()), _at(text), _end(text + n),
-          _hasShiftStates(_multiByte.ResetShiftState()) {}
+          _direct(_multiByte.ResetToDirect()),
+          _hasShiftStates(_direct == nullptr && _multiByte.ResetShiftState()) {}
 
     const char* At() const { return _at; }
     bool HasShiftStates() const { return _hasShiftStates; }
@@ -28,7 +30,11 @@ class CharWalk {
     int Step() {
         if (_at == _end || *_at == '\0')
             return 0;
-        const int bytes = _multiByte.Length(_at, static_cast<unsigned long>(_end - _at));
+        const auto n = static_cast<unsigned long>(_end - _at);
+        char32_t wide = 0;
+        int bytes = _direct != nullptr ? zynkdirect::Character(wide, *_direct, _at, n) : 0;
+        if (bytes == 0)
+            bytes = _multiByte.Length(_at, n);
         if (bytes > 0)
             _at += bytes;
         if (bytes == LengthWithShift && _hasShiftStates)
@@ -40,6 +46,7 @@ class CharWalk {
     zynkplat::MultiByte& _multiByte;
     const char* _at;
     const char* _end;
+    const zynkplat::DirectEncoding* _direct;
     bool _hasShiftStates;
     bool _shifted = false;
 };

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "zynkstr.h"
+
 namespace zynkwide {
 
 /// What FromText answers for a text that is not valid.
@@ -34,3 +36,9 @@ unsigned long Characters(std::u16string_view units);
 unsigned long UnitOfCharacter(std::u16string_view units, unsigned long position);
 
 } // namespace zynkwide
+
+/// Room for the units of a text; those of a short one are on the stack.
+struct ZynString::WideBuffer {
+    char16_t few[128];
+    ZynBinary many;
+};
