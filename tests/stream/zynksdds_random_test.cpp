@@ -105,6 +105,7 @@ TEST(ZynStreamRandom, ShortWaysDoWhatTheLongOnesDo) {
             ZynTrace::SetFilter(levels[way], 0, 0);
             std::mt19937 random(seed);
             const ZynStream stream(seed % 3 == 0 ? 0 : 2000, ZynStream::Plain, 819);
+            Play(stream, "(1 (2 long7 ) (1 (3 string3 ) (2 ) ) ) (2 (1 ) ) (3 long7 )");
             Player cursors[] = {Player(stream), Player(stream)};
             for (int step = 0; step < 60; ++step) {
                 const std::string& word = words[random() % std::size(words)];
