@@ -72,11 +72,15 @@ ZynStream& ZynStream::StartParmEncChecked(unsigned long parmId) {
     zynkxdr::WireWord(parmId); // an id that has no word could never be closed
     const ZynStreamParmDescriptor parm(parmId, _curPos);
     const bool isIndexed = IsIndexed() && _parmStack.IsEmpty();
-    if (ZynStreamParmDescriptor entry(parmId); isIndexed)
-        ZYN_REQUIRE_TEXT(!IndexFindEntry(entry), "rc == true");
+    Index entry; // what takes memory comes ahead of all that can't be taken back
+    if (isIndexed) {
+        ZYN_REQUIRE_TEXT(!_pMem->_pParmIndex->contains(parm), "rc == true");
+        entry.insert(parm);
+    }
+    _parmStack.MakeRoom();
     Claim(FrameHeadSize);
     if (isIndexed)
-        IndexInsertEntry(parm);
+        _pMem->_pParmIndex->merge(entry);
     OpenParm(parm);
     return *this;
 }

@@ -48,9 +48,12 @@ class ZYN_EXPORT ZynStreamParmStack {
 
     /// Whether Push would take no memory.
     bool HasRoom() const { return _top != _last; }
-    void Push(const ZynStreamParmDescriptor& parm) {
+    void MakeRoom() {
         if (!HasRoom()) [[unlikely]]
             Grow(2 * Room());
+    }
+    void Push(const ZynStreamParmDescriptor& parm) {
+        MakeRoom();
         *++_top = parm;
     }
     /// The stack must not be empty.
