@@ -75,8 +75,9 @@ void ZynStream::ChangeParmId(unsigned long parmId) {
                         "rc == true");
         ZynStreamParmDescriptor taken(parmId);
         ZYN_ASSERT_TEXT(parmId == old._id || !IndexFindEntry(taken), "rc == true");
-        IndexEraseEntry(old);
-        IndexInsertEntry(ZynStreamParmDescriptor(parmId, old._position, old._length));
+        auto node = _pMem->_pParmIndex->extract(old); // to insert another one could fail
+        node.value()._id = parmId;
+        _pMem->_pParmIndex->insert(std::move(node));
     }
     _parmStack.back()._id = parmId;
     zynkxdr::StoreWord(At(old._position), word);

@@ -55,10 +55,21 @@ ZynStream& ZynStream::StartParmEnc(unsigned long parmId) {
     const bool isIndexed = IsIndexed() && _parmStack.empty();
     if (ZynStreamParmDescriptor entry(parmId); isIndexed)
         ZYN_REQUIRE_TEXT(!IndexFindEntry(entry), "rc == true");
+    const unsigned long end = _pMem->_endPos;
+    const bool isClosed = _pMem->_closed;
     Claim(FrameHeadSize);
-    if (isIndexed)
-        IndexInsertEntry(parm);
-    OpenParm(parm);
+    try {
+        if (isIndexed)
+            IndexInsertEntry(parm);
+        OpenParm(parm);
+    } catch (...) { // the gap would stay, and its id be taken
+        if (isIndexed)
+            IndexEraseEntry(parm);
+        _curPos = parm._position;
+        _pMem->_endPos = end;
+        _pMem->_closed = isClosed;
+        throw;
+    }
     return *this;
 }
 
