@@ -152,6 +152,9 @@ int Platform();
 unsigned long CurrentProcessId();
 /// The same; unique among the threads of the machine.
 unsigned long CurrentThreadId();
+/// In a handler of all exceptions: throws on the one by which a cancelled thread is ended, which
+/// must not stop there.
+void PassThreadEnd();
 /// Calls `end` when the calling thread ends, behind the destructors of its own values. One function
 /// a thread; false if there is no memory for that, or the ends are forgotten.
 bool AtThreadEnd(void (*end)());

@@ -1,4 +1,5 @@
 // What a POSIX host tells about the running process, and its files as a whole.
+#include <cxxabi.h>
 #include <fcntl.h>
 #include <pthread.h>
 #include <pwd.h>
@@ -82,6 +83,15 @@ unsigned long CurrentThreadId() {
     if (knownThread.process != process)
         knownThread = {process, static_cast<unsigned long>(gettid())};
     return knownThread.id;
+}
+
+void PassThreadEnd() {
+    try {
+        throw;
+    } catch (const abi::__forced_unwind&) {
+        throw;
+    } catch (...) { // NOLINT(bugprone-empty-catch): all others are the caller's
+    }
 }
 
 bool AtThreadEnd(void (*end)()) {

@@ -3,7 +3,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
@@ -117,13 +119,16 @@ void MakeFile(const std::string& path, Scope scope) {
         ThrowSystemFailure(errno);
 }
 
+// Not by the runtime's iterator, which ends the process where there is no memory.
 std::vector<int> DescriptorsOf(const FileIdentity& identity) {
     std::vector<int> descriptors;
-    std::error_code error;
     // That of the process is empty once its first thread has ended.
-    for (const auto& entry : fs::directory_iterator("/proc/thread-self/fd", error))
-        if (const int file = std::atoi(entry.path().filename().c_str());
-            zynkplat::IdentityOf(file) == identity)
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir("/proc/thread-self/fd"), &closedir);
+    if (folder == nullptr && errno != ENOENT && errno != EACCES)
+        ThrowSystemFailure(errno);
+    while (const dirent* const entry = folder != nullptr ? readdir(folder.get()) : nullptr)
+        if (const int file = std::atoi(entry->d_name);
+            entry->d_name[0] != '.' && zynkplat::IdentityOf(file) == identity)
             descriptors.push_back(file);
     return descriptors;
 }

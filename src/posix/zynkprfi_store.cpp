@@ -233,7 +233,7 @@ void Store::End(const char* how) {
 void Store::Rollback() noexcept {
     try {
         End("ROLLBACK");
-    } catch (const Failure&) {
+    } catch (...) {          // there may be no memory for the statement
         _connection.reset(); // rolls back too
         _transaction = Transaction::None;
         _kept = {};
@@ -310,6 +310,8 @@ long Store::CommitWriting() noexcept {
         return zynkreg::Success;
     } catch (const Failure& failure) {
         return Fail(failure.code);
+    } catch (...) {
+        return Fail(zynkreg::StoreFailed + SQLITE_NOMEM);
     }
 }
 

@@ -139,6 +139,9 @@ class ZYN_EXPORT ZynTrace {
     static void TraceCtx(const char* file, unsigned long line, const char* function,
                          unsigned long level, unsigned int category, unsigned int component,
                          int contextMask, std::string_view text) noexcept;
+    /// For a site whose items have thrown, in its handler: a failure of the trace is never
+    /// reported.
+    static void LoseLine();
     /// Hands over the current memory buffer, if extended trace is on. The file needs none. Nothing
     /// happens in the calling thread's own notify function and receiver.
     static void Flush() noexcept;
@@ -366,9 +369,13 @@ constexpr std::size_t zynkFunctionName(std::string_view pretty) {
 #define ZYN_TRACE_LINE_(gate, function, level, category, component, items)                         \
     do {                                                                                           \
         if (gate) [[unlikely]] {                                                                   \
-            ZynTrace::Text zynkText_;                                                              \
-            zynkText_.Stream() << items;                                                           \
-            ZynTrace::Trace(__FILE_NAME__, __LINE__, function, level, category, component,         \
-                            zynkText_.View());                                                     \
+            try {                                                                                  \
+                ZynTrace::Text zynkText_;                                                          \
+                zynkText_.Stream() << items;                                                       \
+                ZynTrace::Trace(__FILE_NAME__, __LINE__, function, level, category, component,     \
+                                zynkText_.View());                                                 \
+            } catch (...) {                                                                        \
+                ZynTrace::LoseLine();                                                              \
+            }                                                                                      \
         }                                                                                          \
     } while (false)

@@ -215,6 +215,10 @@ void ZynTrace::Trace(const char* file, unsigned long line, const char* function,
     }
 }
 
+void ZynTrace::LoseLine() {
+    zynkplat::PassThreadEnd();
+}
+
 // The fields of the trace context will go in front of the text once it has landed.
 void ZynTrace::TraceCtx(const char* file, unsigned long line, const char* function,
                         unsigned long level, unsigned int category, unsigned int component,
