@@ -70,9 +70,10 @@ bool HasFileSizeLimit() {
     return getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY;
 }
 
-bool Append(int file, const char* bytes, unsigned long n, bool isLimited) {
+unsigned long Append(int file, const char* bytes, unsigned long n, bool isLimited) {
     const Uncancelled extent;
-    return (isLimited ? WriteWithinLimit(file, bytes, n) : write(file, bytes, n)) >= 0;
+    const ssize_t written = isLimited ? WriteWithinLimit(file, bytes, n) : write(file, bytes, n);
+    return written > 0 ? static_cast<unsigned long>(written) : 0;
 }
 
 void Close(int file) {

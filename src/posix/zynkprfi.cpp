@@ -124,7 +124,7 @@ long RegOpenKeyEx(HKEY parent, const ZynString& name, unsigned long access, HKEY
         const std::int64_t found = store.FindKey(key, Bytes(name));
         if (found == 0)
             return NotFound;
-        if ((access & Writes) != 0 && store.Base().IsReadOnly())
+        if ((access & Writes) != 0 && !store.MayWrite())
             return AccessDenied;
         child = store.Add(found, (access & Writes) != 0);
         return Success;

@@ -101,8 +101,9 @@ void Store::Leave() noexcept {
         return;
     if (_transaction != Transaction::None)
         Rollback();
-    if (_connection != nullptr && !_connection->IsWatched())
+    if (_connection != nullptr && (!_connection->IsWatched() || _isRefused))
         _connection.reset();
+    _isRefused = false;
     _owner.store(nullptr, std::memory_order_relaxed);
     _mutex.unlock();
 }
@@ -152,6 +153,13 @@ bool Store::Open(bool isWriting, bool mayCreate) {
     return true;
 }
 
+// SQLite opens a file to be read if it can't open it to be written at the moment, be it that there
+// are too many open files. The next change tries again.
+bool Store::MayWrite() {
+    _isRefused = Base().IsReadOnly();
+    return !_isRefused;
+}
+
 // It is kept where checks for leaks find it.
 void Store::Abandon() noexcept {
     static constinit std::atomic<Connection*> abandoned = nullptr;
@@ -192,7 +200,7 @@ bool Store::BeginWriting(bool mayCreate) {
         Rollback();
     if (!Open(true, mayCreate))
         return false;
-    if (Base().IsReadOnly())
+    if (!MayWrite())
         throw Failure{zynkreg::AccessDenied};
     _transaction = Transaction::Writing;
     Base().BeginWriting();

@@ -81,6 +81,7 @@ class Store {
     /// @name What is found; a transaction is open
     /// @{
     Connection& Base() { return *_connection; }
+    bool MayWrite();
     bool Has(std::int64_t key);
     /// 0 if there is none.
     std::int64_t FindKey(std::int64_t parent, std::string_view name);
@@ -125,7 +126,8 @@ class Store {
     unsigned long _file = 0; ///< the number of the one that is open
 
     Transaction _transaction = Transaction::None;
-    bool _isKnown = false; ///< the file is known to have a store
+    bool _isRefused = false; ///< a change, for the connection can only read
+    bool _isKnown = false;   ///< the file is known to have a store
     int _writings = 0;
     HKEY _handlesBefore = 0; ///< how many there were ahead of the outermost Writing
     long _failure = 0;       ///< why that can't be committed

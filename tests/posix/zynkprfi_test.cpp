@@ -618,7 +618,7 @@ TEST_F(StoreTest, WaitsForTheHeadOfTheQueueToBegin) {
 TEST_F(StoreTest, HoldsWhatWasAnsweredWhenAWriterIsKilled) {
     std::minstd_rand random(4711);
     int answered = 0;
-    for (int round = Count("ZYN_TEST_KILLS", 20); round > 0; --round) {
+    for (int round = Count("ZYN_TEST_KILLS", 100); round > 0; --round) {
         int ends[2];
         ASSERT_EQ(pipe(ends), 0);
         const Process writer([&] {

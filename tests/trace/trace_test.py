@@ -7,6 +7,7 @@ trace_test.py PROBE
 import datetime
 import itertools
 import os
+import random
 import re
 import resource
 import shutil
@@ -14,6 +15,7 @@ import struct
 import subprocess
 import sys
 import tempfile
+import time
 from pathlib import Path
 
 PROBE = Path(sys.argv[1])
@@ -148,8 +150,8 @@ shutil.copy(PROBE, folder / "p")
 run = Run("error", program=folder / "p", TZ="<+0530>-5:30", TRACE_CRITERIA="0,0002,00000001")
 shutil.rmtree(folder)
 line, = run.lines()
-time = datetime.datetime.strptime(line["time"] + "+0530", "%Y-%m-%d, %H:%M:%S.%f%z")
-late = time - start
+moment = datetime.datetime.strptime(line["time"] + "+0530", "%Y-%m-%d, %H:%M:%S.%f%z")
+late = moment - start
 check(-0.002 < late.total_seconds() < 60, late)
 check(line["process"] == "       p" and line["level"] is None, line)
 
@@ -265,6 +267,26 @@ for line in (folder / "zyntrc.log").read_text().splitlines():
         check(seen.get(key, -1) == int(number) - 1, f"{key} {number} is out of order")
         seen[key] = int(number)
 check(len(seen) == 2 * threads and set(seen.values()) == {count - 1}, seen)
+shutil.rmtree(folder)
+
+# Processes that are killed while they write cut off their own last line at most.
+folder = Path(tempfile.mkdtemp())
+log = folder / "zyntrc.log"
+writer = [PROBE, "multi", "lines", "2", "100000000"]
+survivor = subprocess.Popen(writer[:3] + ["1", "100000"], cwd=folder, env=env)
+KILLS = 100
+for _ in range(KILLS):
+    killed = subprocess.Popen(writer, cwd=folder, env=env | {"ZYN_TRACE_FILE": "killed"})
+    other = folder / "killed.log"
+    start = other.stat().st_size if other.exists() else 0
+    while not other.exists() or other.stat().st_size == start:
+        time.sleep(0.001)
+    time.sleep(random.uniform(0, 0.002))
+    killed.kill()
+    killed.wait()
+check(survivor.wait() == 0 and len(log.read_text().splitlines()) == 100009, "the other's lines")
+lines = other.read_text().splitlines()
+check(sum(not LINE.fullmatch(line) for line in lines) <= KILLS and len(lines) > KILLS, "cut lines")
 shutil.rmtree(folder)
 
 # Settings that change while others write, and threads that fill and switch the buffers.

@@ -1,12 +1,14 @@
-// What is left when there is no memory: nothing leaks, nothing crashes, a value is what it was, and
-// what failed can be done again.
+// What is left when there is no memory, or when calls of the system fail: nothing leaks, crashes or
+// hangs, a value is what it was, and what failed can be done again.
 #include <cstring>
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <regex>
 
-#include "faults/allocations.h"
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include "faults/faults.h"
 #include "trace/lines.h"
 #include "zynkbin.h"
 #include "zynkconv.h"
@@ -14,13 +16,21 @@
 #include "zynkprf.h"
 #include "zynkprf_store.h"
 #include "zynksdds.h"
+#include "zynksem.h"
+#include "zynksemi_file.h"
 #include "zynkstr.h"
 
 namespace {
 
+namespace fs = std::filesystem;
 using testing::AnyOf;
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::StartsWith;
+
+// A write that is interrupted for ever is none that is waited for.
+const std::vector<Fault> noSystem = {{EIO},    {EIO, true}, {ENOSPC},           {ENOSPC, true},
+                                     {EMFILE}, {EINTR},     {Fault::ShortWrite}};
 
 const char* const LongText =
     "a \"text\" that is longer than any short string that stands in its own";
@@ -59,8 +69,8 @@ TEST(NoMemory, LeavesStringsAsTheyAre) {
         {"base 64", [](ZynString& s) { s = ZynString::Base64Encode(s.AsBinary()); }},
     };
     for (const auto& [name, act] : rows)
-        FailEachAllocation(
-            name,
+        FailEach(
+            noMemory, name,
             [] {
                 const ZynString text(LongText);
                 return std::pair(text, text);
@@ -86,8 +96,8 @@ TEST(NoMemory, LeavesBinariesAsTheyAre) {
         {"base 64", [](ZynBinary& b) { b = ZynString::Base64Encode(b).Base64Decode(); }},
     };
     for (const auto& [name, act] : rows)
-        FailEachAllocation(
-            name,
+        FailEach(
+            noMemory, name,
             [] {
                 const ZynBinary bytes("f some bytes f", 14);
                 return std::pair(bytes, bytes);
@@ -238,7 +248,7 @@ TEST(NoMemory, LeavesStreamsAsTheyAre) {
         {"copy", Nested, [](ZynStream& s) { s = ZynStream(s); }},
     };
     for (const auto& [name, make, act] : rows)
-        FailEachAllocation(name, make, act, Shown, AnyOf("bad_alloc", HasSubstr("ptr != 0, ")));
+        FailEach(noMemory, name, make, act, Shown, AnyOf("bad_alloc", HasSubstr("ptr != 0, ")));
 }
 
 /// Stays for good, as the converters in it do: what a check for leaks finds is in none.
@@ -252,8 +262,8 @@ TEST(NoMemory, LeavesConvertersAsTheyAre) {
     const auto failures =
         AnyOf("bad_alloc", StartsWith("InvalidCodePage: "), HasSubstr("_pImpl != 0"),
               HasSubstr("ServiceName=ucnv_openCCSID: "), HasSubstr("ServiceName=CreateMutex"));
-    FailEachAllocation(
-        "open", NewArray,
+    FailEach(
+        noMemory, "open", NewArray,
         [](ZynIconvDescriptorArray* array) {
             for (const int ccsid : {37, 273, 437, 500, 819, 852, 912, 1252, 1386})
                 array->IconvDescriptorIndex(850, static_cast<unsigned short>(ccsid));
@@ -264,8 +274,8 @@ TEST(NoMemory, LeavesConvertersAsTheyAre) {
         },
         failures);
     for (const bool isLong : {false, true})
-        FailEachAllocation(
-            "convert", [] { return ZynString("before"); },
+        FailEach(
+            noMemory, "convert", [] { return ZynString("before"); },
             [isLong](ZynString& text) {
                 const ZynString source(isLong ? std::string(5000, '\x84').c_str() : "\x84");
                 ZynConverter(850, 1208).Convert(source, text);
@@ -276,15 +286,12 @@ TEST(NoMemory, LeavesConvertersAsTheyAre) {
 /// Lines of a file of their own, as long as it lives.
 class TraceFile {
   public:
-    /// Writes one more line, with the settings read anew, and looks at all.
+    /// Writes one more line, with the settings read anew; how it stands in the file.
     std::string Show() {
         ZynTrace::ReInit();
         ZynTrace::SetFilter(9, 0xFFFF, 0xFFFFFFFF);
         ZYN_TRACE(1, ZynTrace::General, ZynTrace::Kernel, "the end");
         const auto taken = _lines.Take();
-        for (const std::string& line : taken)
-            if (!std::regex_match(line, std::regex("0[0-9],(Gn|Er|Fl|SC),Kr [^\n]*")))
-                return line;
         return taken.empty() ? "" : taken.back();
     }
 
@@ -298,7 +305,7 @@ std::ostream& operator<<(std::ostream& os, Item) {
 }
 
 // A line may be lost, but its failure never leaves its place, and the lines behind it are whole.
-TEST(NoMemory, LeavesTheTraceAsItIs) {
+void TraceGoesOn(const std::vector<Fault>& faults) {
     const std::pair<const char*, std::function<void()>> rows[] = {
         {"line", [] { ZYN_TRACE(1, ZynTrace::General, ZynTrace::Kernel, Item()); }},
         {"line with a value that is made for it",
@@ -318,6 +325,20 @@ TEST(NoMemory, LeavesTheTraceAsItIs) {
              ZynTrace::SetFilter(9, 0xFFFF, 0xFFFFFFFF);
          }},
         {"threads", ZynTrace::SetMultiThreaded},
+        {"rotation",
+         [] {
+             const auto set = [](const char* value) {
+                 for (const char* const name :
+                      {"ZYN_SPLIT_TRACES", "ZYN_FLIP_FLOP_TRACES", "ZYN_TRACE_FILE_SIZE"})
+                     setenv(name, value, 1);
+                 ZynTrace::ReInit();
+                 ZynTrace::SetFilter(9, 0xFFFF, 0xFFFFFFFF);
+             };
+             set("0");
+             for (int i = 0; i < 3; ++i)
+                 ZYN_TRACE(1, ZynTrace::General, ZynTrace::Kernel, "rotated");
+             set("");
+         }},
         {"buffers",
          [] {
              ZynTrace::SetXt(true, nullptr, nullptr);
@@ -327,9 +348,21 @@ TEST(NoMemory, LeavesTheTraceAsItIs) {
          }},
     };
     for (const auto& [name, act] : rows)
-        FailEachAllocation(
-            name, [] { return std::make_unique<TraceFile>(); }, [&act](const auto&) { act(); },
-            [](const auto& file) { return file->Show(); }, testing::IsEmpty());
+        FailEach(
+            faults, name, [] { return std::make_unique<TraceFile>(); },
+            [&act](const auto&) { act(); }, [](const auto& file) { return file->Show(); },
+            testing::IsEmpty());
+    for (const auto& file : fs::directory_iterator(fs::temp_directory_path()))
+        if (file.path().filename().string().starts_with("lines" + std::to_string(getpid())))
+            fs::remove(file);
+}
+
+TEST(NoMemory, LeavesTheTraceAsItIs) {
+    TraceGoesOn(noMemory);
+}
+
+TEST(NoSystem, LeavesTheTraceAsItIs) {
+    TraceGoesOn(noSystem);
 }
 
 /// All keys and values of a store, from the root.
@@ -353,14 +386,12 @@ std::string Content(HKEY key = zynkreg::LocalMachine) {
     return content;
 }
 
-namespace fs = std::filesystem;
-
 /// Made anew: the configuration CFG with the value "Name", in a file that this process has not
-/// opened yet. It holds what was read.
+/// opened yet, or no store. It holds what was read.
 struct Stored {
-    explicit Stored(const fs::path& folder) {
-        const fs::path file = folder / "machine.db";
+    Stored(const fs::path& folder, bool exists) {
         const fs::path kept = folder / "kept";
+        const fs::path file = folder / "m" / "machine.db";
         if (!fs::exists(kept)) {
             setenv("ZYN_STORE_MACHINE", file.c_str(), 1);
             ZynProfile profile;
@@ -368,8 +399,28 @@ struct Stored {
             profile.Insert("Name", "before", false);
             fs::copy(file, kept);
         }
-        fs::copy(kept, file.parent_path() / "fresh");
-        fs::rename(file.parent_path() / "fresh", file);
+        fs::remove_all(folder / "m");
+        if (exists) {
+            fs::create_directory(folder / "m");
+            fs::copy(kept, file);
+        }
+    }
+
+    /// What other processes see as well.
+    std::string Show() const {
+        sqlite3* base = nullptr;
+        std::string result;
+        const auto keep = [](void* to, int, char** values, char**) {
+            *static_cast<std::string*>(to) = values[0];
+            return 0;
+        };
+        if (const char* const file = std::getenv("ZYN_STORE_MACHINE"); fs::exists(file)) {
+            sqlite3_open(file, &base);
+            sqlite3_exec(base, "PRAGMA integrity_check", keep, &result, nullptr);
+            sqlite3_close(base);
+            EXPECT_EQ(result, "ok");
+        }
+        return Content() + read;
     }
 
     std::string read;
@@ -377,7 +428,7 @@ struct Stored {
 
 // A change is there if it was answered as done, and only then; and what is answered to a reader is
 // so, but that a value that can't be read is answered as none.
-TEST(NoMemory, LeavesTheStoreAsItIs) {
+void StoreStays(const std::vector<Fault>& faults, const std::string& codes) {
     char folder[] = "/dev/shm/zynkfaults-XXXXXX";
     ASSERT_NE(mkdtemp(folder), nullptr);
     const auto find = [](const ZynProfile& profile, Stored& stored, const char* name) {
@@ -392,16 +443,15 @@ TEST(NoMemory, LeavesTheStoreAsItIs) {
              profile.OpenConfig("CFG", true);
              profile.Insert("Name", "after", false);
          }},
-        {"write a password",
-         [](Stored&, ZynProfile& profile) {
-             profile.OpenConfig("CFG", true);
-             profile.Insert("Password", "secret", false);
-         }},
         {"make a key", [](Stored&, ZynProfile& profile) { profile.OpenConfig("NEW", true); }},
-        {"erase a value",
-         [](Stored&, ZynProfile& profile) {
-             profile.OpenConfig("CFG", true);
-             profile.Erase("Name");
+        {"make the store",
+         [](Stored&, ZynProfile&) {
+             HKEY key = 0;
+             if (const long code =
+                     zynkreg::RegCreateKeyEx(zynkreg::LocalMachine, "new", zynkreg::ReadWrite, key);
+                 code != zynkreg::Success)
+                 throw ZynOSException(ZYN_ORIGIN("f"), "RegCreateKeyEx", code, 0);
+             zynkreg::RegCloseKey(key);
          }},
         {"erase keys", [](Stored&, ZynProfile&) { ZynProfile::EraseConfig("CFG"); }},
         {"read",
@@ -418,15 +468,57 @@ TEST(NoMemory, LeavesTheStoreAsItIs) {
          }},
     };
     for (const auto& [name, act] : rows)
-        FailEachAllocation(
-            name, [&] { return std::make_unique<Stored>(folder); },
+        FailEach(
+            faults, name,
+            [&, exists = name != std::string("make the store")] {
+                return std::make_unique<Stored>(folder, exists);
+            },
             [&act](const auto& stored) {
                 ZynProfile profile;
-                act(*stored, profile);
+                try {
+                    act(*stored, profile);
+                } catch (const ZynOSException& e) {
+                    if (e.ReturnCode() != zynkreg::StoreFailed + SQLITE_IOERR_DIR_FSYNC)
+                        throw; // here it is done, but the system might still forget it
+                }
             },
-            [](const auto& stored) { return Content() + stored->read; },
-            AnyOf("bad_alloc", HasSubstr("ReturnCode=10007,"), HasSubstr("ReturnCode=20012,")));
+            [](const auto& stored) { return stored->Show(); },
+            AnyOf("bad_alloc", ContainsRegex("ReturnCode=(" + codes + "),")));
     fs::remove_all(folder);
+}
+
+TEST(NoMemory, LeavesTheStoreAsItIs) {
+    StoreStays(noMemory, "10007|20012");
+}
+
+TEST(NoSystem, LeavesTheStoreAsItIs) {
+    // Without its descriptor for writing the file is one that may not be written.
+    StoreStays(noSystem, "5|1[0-9]{4}|200[0-9]{2}");
+}
+
+/// A named lock that is had once, and is gone.
+void LocksStay(const std::vector<Fault>& faults) {
+    const ZynString name = ("faults " + std::to_string(getpid())).c_str();
+    FailEach(
+        faults, "lock", [] { return 0; },
+        [&](int) {
+            ZynMutexSemaphore lock(name);
+            lock.Request();
+            lock.Release();
+        },
+        [&](int) {
+            ZynMutexSemaphore(name).Request(); // a file that has stayed serves the next one
+            return fs::exists(zynksem::PathOfLock(name).data()) ? "there" : "gone";
+        },
+        AnyOf("bad_alloc", HasSubstr("_pImpl != 0, "), ContainsRegex("=(Create|Open)Mutex,")));
+}
+
+TEST(NoMemory, LeavesNamedLocksAsTheyAre) {
+    LocksStay(noMemory);
+}
+
+TEST(NoSystem, LeavesNamedLocksAsTheyAre) {
+    LocksStay(noSystem);
 }
 
 } // namespace
