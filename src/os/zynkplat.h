@@ -1,6 +1,7 @@
 // What the logic needs of the platform, declared once and implemented in each platform's folder.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -92,6 +93,12 @@ FileIdentity IdentityOf(int file);
 void RemoveFile(const char* name);
 void RenameFile(const char* from, const char* to);
 /// @}
+
+struct Moment {
+    long long second; ///< of the epoch
+    std::uint32_t nanosecond;
+};
+Moment Now();
 
 struct CivilTime {
     unsigned long year;

@@ -96,6 +96,12 @@ void RenameFile(const char* from, const char* to) {
     std::rename(from, to); // NOLINT(bugprone-unused-return-value): the callers don't ask
 }
 
+Moment Now() {
+    timespec now = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return {now.tv_sec, static_cast<std::uint32_t>(now.tv_nsec)};
+}
+
 CivilTime LocalTime(long long second) {
     const Uncancelled extent; // it may read a file
     const auto time = static_cast<std::time_t>(second);

@@ -45,7 +45,7 @@ struct KnownThread {
     unsigned long process; ///< whose thread it is
     unsigned long id;
 };
-constinit thread_local KnownThread knownThread = {};
+[[gnu::tls_model("initial-exec")]] constinit thread_local KnownThread knownThread = {};
 
 // The key whose destructor tells the end of a thread.
 constinit pthread_key_t threadEnd = 0;

@@ -40,11 +40,13 @@
 #include <type_traits>
 
 #include "zynkstr.h"
+#include "zynktrc_site.h"
+#include "zynktrc_stream.h"
 
 class ZynMutexSemaphore;
 class ZynTraceBuffer;
 namespace zynktrc {
-class Line;
+class Entry;
 } // namespace zynktrc
 
 /// Where the memory buffers are, for a dump facility: all 0 if there are none.
@@ -60,6 +62,7 @@ class ZYN_EXPORT ZynTrace {
     ZynTrace() = delete;
     class ZynCtrFlow;
     class Text;
+    struct Site;
 
     /// What a line is about; it has exactly one. There are more of both, which are the modules'
     /// above: any bit may be given.
@@ -134,6 +137,9 @@ class ZYN_EXPORT ZynTrace {
     static void Trace(const char* file, unsigned long line, const char* function,
                       unsigned long level, unsigned int category, unsigned int component,
                       std::string_view text) noexcept;
+    /// The same for a site that the compiler has laid out.
+    static void Trace(const Site& site, unsigned long level, unsigned int category,
+                      unsigned int component, const Text& text) noexcept;
     /// The same, behind its gate, with the fields of the process's trace context that `contextMask`
     /// names in front of the text.
     static void TraceCtx(const char* file, unsigned long line, const char* function,
@@ -237,9 +243,9 @@ class ZYN_EXPORT ZynTrace {
     static void WriteBanner();
     static bool MakeBuffers() noexcept;
     static void RetireBuffers() noexcept;
-    static void FormatEntry(zynktrc::Line& entry, const char* file, unsigned long line,
-                            const char* function, unsigned long level, unsigned int category,
-                            unsigned int component, std::string_view text);
+    static void Write(const Site& site, unsigned long level, unsigned int category,
+                      unsigned int component, std::string_view text) noexcept;
+    static void WriteToFile(const zynktrc::Entry& entry);
     static ZynString TraceFileName();
     static void OpenAnew();
     static bool IsOwnFile();
@@ -268,6 +274,13 @@ class ZYN_EXPORT ZynTrace {
     static std::atomic<bool> _isChanging;
 };
 
+/// Where a line comes from: its columns, and the function's name with the bracket that begins its
+/// parameters.
+struct ZynTrace::Site {
+    std::string_view place;
+    std::string_view function;
+};
+
 /// A character stream for the text of one line. It is lent by the calling thread, so that a line
 /// costs no stream of its own; its numbers are in the "C" locale.
 class ZYN_EXPORT ZynTrace::Text {
@@ -277,7 +290,7 @@ class ZYN_EXPORT ZynTrace::Text {
     Text& operator=(const Text&) = delete;
     ~Text();
 
-    std::ostream& Stream() { return _stream; }
+    ZynTraceStream& Stream() { return _stream; }
     /// What was written so far, up to a NUL at its end.
     std::string_view View() const;
 
@@ -285,7 +298,7 @@ class ZYN_EXPORT ZynTrace::Text {
     class Lent;
 
     Lent* _lent;
-    std::ostream& _stream;
+    ZynTraceStream& _stream;
 };
 
 /// Writes the exit line of a function, on every way out; the entry line is the macro's.
@@ -318,32 +331,6 @@ class ZynTrace::ZynCtrFlow {
 /// A name that the modules above read; the trace itself does not.
 ZYN_EXPORT extern ZynString _trcfile;
 
-/// Where the function's name begins in what the compiler says of it: behind the type of its result.
-/// It is a class or function name up to its parameters, which the line leaves out.
-constexpr std::size_t zynkFunctionName(std::string_view pretty) {
-    std::size_t name = 0;
-    int nesting = 0;
-    for (std::size_t i = 0; i < pretty.size(); ++i) {
-        const char c = pretty[i];
-        for (const std::string_view unnamed : {"(anonymous namespace)::", "{anonymous}::"})
-            if (nesting == 0 && pretty.substr(i).starts_with(unnamed))
-                return i + unnamed.size();
-        const bool isOfType =
-            pretty.substr(0, i).ends_with("decltype") || pretty.substr(i).starts_with("(*");
-        if (c == '(' && nesting == 0 && !isOfType)
-            break;
-        if (c == '<' || c == '(' || c == '{')
-            ++nesting;
-        else if (c == '>' || c == ')' || c == '}')
-            --nesting;
-        else if (nesting == 0 && (c == ' ' || c == '*' || c == '&'))
-            name = i + 1;
-        if (nesting == 0 && pretty.substr(0, i + 1).ends_with("operator"))
-            break;
-    }
-    return name;
-}
-
 /// The entry and exit lines of the function that it is the first statement of.
 #define ZYN_FLOW(function, level, component)                                                       \
     const ZynTrace::ZynCtrFlow zynkFlow_(__FILE_NAME__, __LINE__, function, level, component);     \
@@ -351,29 +338,32 @@ constexpr std::size_t zynkFunctionName(std::string_view pretty) {
 /// A line at `level` of 1 or more. `items` is what stands behind a stream's first "<<", and is not
 /// evaluated behind a closed gate.
 #define ZYN_TRACE(level, category, component, items)                                               \
-    ZYN_TRACE_LINE_(ZynTrace::IsOpen(level, category, component), ZYN_FUNCTION_, level, category,  \
-                    component, items)
+    ZYN_TRACE_SITE_(ZynTrace::IsOpen(level, category, component), level, category, component, items)
 /// The same under the name of another function, for one that does the work of several.
 #define ZYN_TRACE_IN(function, level, category, component, items)                                  \
-    ZYN_TRACE_LINE_(ZynTrace::IsOpen(level, category, component), function, level, category,       \
-                    component, items)
+    ZYN_TRACE_LINE_(ZynTrace::IsOpen(level, category, component), items,                           \
+                    ZynTrace::Trace(__FILE_NAME__, __LINE__, function, level, category, component, \
+                                    zynkText_.View()))
 /// An error line at level 0.
 #define ZYN_TRACE_ERROR(category, component, items)                                                \
-    ZYN_TRACE_LINE_(ZynTrace::IsErrorOpen(category, component), ZYN_FUNCTION_,                     \
-                    ZynTrace::ErrorLevel, category, component, items)
+    ZYN_TRACE_SITE_(ZynTrace::IsErrorOpen(category, component), ZynTrace::ErrorLevel, category,    \
+                    component, items)
 
-#define ZYN_FUNCTION_                                                                              \
-    (__PRETTY_FUNCTION__ +                                                                         \
-     std::integral_constant<std::size_t, zynkFunctionName(__PRETTY_FUNCTION__)>::value)
-
-#define ZYN_TRACE_LINE_(gate, function, level, category, component, items)                         \
+#define ZYN_TRACE_SITE_(gate, level, category, component, items)                                   \
+    ZYN_TRACE_LINE_(gate, items, ZYN_TRACE_HERE_(level, category, component))
+#define ZYN_TRACE_HERE_(level, category, component)                                                \
+    static constexpr zynktrc::Place zynkPlace_(__FILE_NAME__, __LINE__);                           \
+    static constexpr ZynTrace::Site zynkSite_{                                                     \
+        zynkPlace_,                                                                                \
+        zynktrc::FunctionName(__PRETTY_FUNCTION__ + zynkFunctionName(__PRETTY_FUNCTION__))};       \
+    ZynTrace::Trace(zynkSite_, level, category, component, zynkText_)
+#define ZYN_TRACE_LINE_(gate, items, write)                                                        \
     do {                                                                                           \
         if (gate) [[unlikely]] {                                                                   \
             try {                                                                                  \
                 ZynTrace::Text zynkText_;                                                          \
                 zynkText_.Stream() << items;                                                       \
-                ZynTrace::Trace(__FILE_NAME__, __LINE__, function, level, category, component,     \
-                                zynkText_.View());                                                 \
+                write;                                                                             \
             } catch (...) {                                                                        \
                 ZynTrace::LoseLine();                                                              \
             }                                                                                      \

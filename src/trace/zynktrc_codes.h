@@ -1,7 +1,9 @@
 // Codes of the categories and components of trace lines: what a line shows of each bit.
 #pragma once
 
+#include <bit>
 #include <cstddef>
+#include <span>
 
 namespace zynktrc {
 
@@ -24,19 +26,35 @@ inline constexpr Code ComponentCodes[] = {
 };
 
 /// The code of one bit; "??" for what is no bit, or one that has no code.
-template <std::size_t N>
-constexpr const char* CodeOf(const Code (&codes)[N], unsigned int bit) {
-    for (const Code& code : codes)
-        if (code.bit == bit)
-            return code.text;
-    return "??";
-}
+class CodeTable {
+  public:
+    explicit constexpr CodeTable(std::span<const Code> codes) {
+        for (Code& code : _codes)
+            code = {0, "??"};
+        for (const Code& code : codes)
+            _codes[Index(code.bit)] = code;
+    }
+    constexpr const char* CodeOf(unsigned int bit) const {
+        const Code& code = _codes[Index(bit)];
+        return code.bit == bit ? code.text : "??";
+    }
+
+  private:
+    static constexpr std::size_t Index(unsigned int bit) {
+        return static_cast<std::size_t>(std::countr_zero(bit)); // 32 for no bit
+    }
+
+    Code _codes[33];
+};
+
+inline constexpr CodeTable CategoryTable{CategoryCodes};
+inline constexpr CodeTable ComponentTable{ComponentCodes};
 
 constexpr const char* CategoryCode(unsigned int bit) {
-    return CodeOf(CategoryCodes, bit);
+    return CategoryTable.CodeOf(bit);
 }
 constexpr const char* ComponentCode(unsigned int bit) {
-    return CodeOf(ComponentCodes, bit);
+    return ComponentTable.CodeOf(bit);
 }
 
 } // namespace zynktrc

@@ -1,65 +1,10 @@
 // The character streams for the texts of trace lines, which threads keep.
-#include <locale>
 #include <new>
-#include <streambuf>
-#include <string>
 #include <utility>
 
 #include "zynkplat.h"
 #include "zynktrc.h"
-
-namespace {
-
-/// Memory that grows with what is put into it.
-class Memory final : public std::streambuf {
-  public:
-    Memory() : _memory(RoomAtFirst, '\0') { Clear(); }
-
-    std::string_view View() const { return {pbase(), static_cast<std::size_t>(pptr() - pbase())}; }
-    /// Keeps some of the room that a long text has left.
-    void Clear() {
-        if (_memory.size() > RoomToKeep)
-            _memory = std::string(RoomAtFirst, '\0');
-        setp(_memory.data(), _memory.data() + _memory.size());
-    }
-
-  protected:
-    int_type overflow(int_type c) override {
-        Grow(1);
-        return traits_type::eq_int_type(c, traits_type::eof())
-                   ? traits_type::not_eof(c)
-                   : sputc(traits_type::to_char_type(c));
-    }
-
-    std::streamsize xsputn(const char* text, std::streamsize n) override {
-        if (epptr() - pptr() < n)
-            Grow(static_cast<std::size_t>(n));
-        traits_type::copy(pptr(), text, static_cast<std::size_t>(n));
-        Advance(static_cast<std::size_t>(n));
-        return n;
-    }
-
-  private:
-    static constexpr std::size_t RoomAtFirst = 1000;
-    static constexpr std::size_t RoomToKeep = 64000;
-    static constexpr std::size_t MaxStep = 0x40000000; // what pbump takes at once
-
-    void Grow(std::size_t needed) {
-        const std::size_t used = View().size();
-        _memory.resize(2 * _memory.size() + needed);
-        setp(_memory.data(), _memory.data() + _memory.size());
-        Advance(used);
-    }
-    void Advance(std::size_t n) {
-        for (; n > MaxStep; n -= MaxStep)
-            pbump(static_cast<int>(MaxStep));
-        pbump(static_cast<int>(n));
-    }
-
-    std::string _memory;
-};
-
-} // namespace
+#include "zynktrc_memory.h"
 
 // A stream takes long to make, for its parts of the locale, and is used over and over.
 class ZynTrace::Text::Lent {
@@ -68,43 +13,31 @@ class ZynTrace::Text::Lent {
     static Lent* Borrow() noexcept;
     static void GiveBack(Lent* lent) noexcept;
 
-    Lent() : _stream(&_memory) { _stream.imbue(std::locale::classic()); }
-
-    std::ostream& Stream() { return _stream; }
+    ZynTraceStream& Stream() { return _stream; }
     std::string_view View() const { return _memory.View(); }
 
   private:
-    /// As if it was new, but for the words and callbacks of users that a stream can't be asked for.
-    void Reset() {
-        _memory.Clear();
-        _stream.exceptions(std::ios::goodbit);
-        if (_stream.rdbuf() != &_memory)
-            _stream.rdbuf(&_memory);
-        _stream.clear();
-        _stream.flags(std::ios::skipws | std::ios::dec);
-        _stream.precision(6);
-        _stream.fill(' ');
-        _stream.width(0);
-        _stream.tie(nullptr);
-        if (_stream.getloc() != std::locale::classic())
-            _stream.imbue(std::locale::classic());
-    }
+    /// What becomes of a stream that a thread has no use for at the moment.
+    enum class Keeping : unsigned char { NotYet, On, Over };
+
+    static void Keep(Lent* lent) noexcept;
 
     static thread_local Lent* spare;
-    static thread_local bool isEndTold;
-    static thread_local bool threadEnds;
+    static thread_local Keeping keeping;
 
-    Memory _memory;
-    std::ostream _stream;
+    zynktrc::Memory _memory;
+    ZynTraceStream _stream{&_memory};
 };
 
-// What the thread keeps for its next line. It goes with the thread; code that runs behind that gets
-// a stream of its own for each line.
-constinit thread_local ZynTrace::Text::Lent* ZynTrace::Text::Lent::spare = nullptr;
-constinit thread_local bool ZynTrace::Text::Lent::isEndTold = false;
-constinit thread_local bool ZynTrace::Text::Lent::threadEnds = false;
+// What the thread keeps for its next line, found without a call. It goes with the thread; code that
+// runs behind that gets a stream of its own for each line.
+[[gnu::tls_model(
+    "initial-exec")]] constinit thread_local ZynTrace::Text::Lent* ZynTrace::Text::Lent::spare =
+    nullptr;
+[[gnu::tls_model("initial-exec")]] constinit thread_local ZynTrace::Text::Lent::Keeping
+    ZynTrace::Text::Lent::keeping = Keeping::NotYet;
 
-ZynTrace::Text::Lent* ZynTrace::Text::Lent::Borrow() noexcept {
+inline ZynTrace::Text::Lent* ZynTrace::Text::Lent::Borrow() noexcept {
     if (spare != nullptr)
         return std::exchange(spare, nullptr);
     try {
@@ -114,21 +47,23 @@ ZynTrace::Text::Lent* ZynTrace::Text::Lent::Borrow() noexcept {
     }
 }
 
-void ZynTrace::Text::Lent::GiveBack(Lent* lent) noexcept {
+inline void ZynTrace::Text::Lent::GiveBack(Lent* lent) noexcept {
+    if (keeping == Keeping::On && spare == nullptr && lent->_stream.Reset()) [[likely]]
+        spare = lent;
+    else
+        Keep(lent);
+}
+
+// For the first time, or not at all.
+[[gnu::cold]] void ZynTrace::Text::Lent::Keep(Lent* lent) noexcept {
     const auto end = [] {
         delete std::exchange(spare, nullptr);
-        threadEnds = true;
+        keeping = Keeping::Over;
     };
-    if (!isEndTold && !threadEnds)
-        isEndTold = zynkplat::AtThreadEnd(end);
-    if (spare != nullptr || !isEndTold || threadEnds) {
-        delete lent;
-        return;
-    }
-    try {
-        lent->Reset();
+    if (keeping == Keeping::NotYet && zynkplat::AtThreadEnd(end) && lent->_stream.Reset()) {
+        keeping = Keeping::On;
         spare = lent;
-    } catch (...) {
+    } else {
         delete lent;
     }
 }
@@ -136,9 +71,9 @@ void ZynTrace::Text::Lent::GiveBack(Lent* lent) noexcept {
 namespace {
 
 // Takes whatever is put on it and keeps nothing: for lines that there is no memory for.
-std::ostream& NoStream() {
-    alignas(std::ostream) static char place[sizeof(std::ostream)];
-    static std::ostream& stream = *new (place) std::ostream(nullptr);
+ZynTraceStream& NoStream() {
+    alignas(ZynTraceStream) static char place[sizeof(ZynTraceStream)];
+    static ZynTraceStream& stream = *new (place) ZynTraceStream(nullptr);
     return stream;
 }
 
@@ -157,4 +92,9 @@ std::string_view ZynTrace::Text::View() const {
     if (text.ends_with('\0'))
         text.remove_suffix(1);
     return text;
+}
+
+void ZynTrace::Trace(const Site& site, unsigned long level, unsigned int category,
+                     unsigned int component, const Text& text) noexcept {
+    Write(site, level, category, component, text.View());
 }

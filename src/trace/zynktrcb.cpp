@@ -6,6 +6,7 @@
 
 #include "zynkops.h"
 #include "zynkplat.h"
+#include "zynktrc_entry.h"
 #include "zynktrcb_walk.h"
 
 namespace {
@@ -22,13 +23,22 @@ constexpr char HeaderTemplate[] = "\x00\x00\x00\x1C\xFF\xFF\xFF\xFF\x00\x00\x00\
                                   "\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x1C";
 static_assert(sizeof HeaderTemplate == zynktrcb::HeaderLength + 1);
 
-constexpr unsigned long RecordLength(std::string_view entry) {
-    return entry.size() + zynktrcb::FrameLength + zynktrcb::EpilogLength;
+// A line as it was handed in; zynktrc::Entry is another kind of it.
+struct ReadyLine {
+    std::string_view text;
+
+    unsigned long Length() const { return text.size(); }
+    void CopyTo(char* to) const { std::memcpy(to, text.data(), text.size()); }
+};
+
+template <class Line>
+unsigned long RecordLength(const Line& line) {
+    return line.Length() + zynktrcb::FrameLength + zynktrcb::EpilogLength;
 }
 
 // Those under way, and those of them that the calling thread is in.
 constinit std::atomic<int> handOvers{0};
-constinit thread_local int ownHandOvers = 0;
+[[gnu::tls_model("initial-exec")]] constinit thread_local int ownHandOvers = 0;
 
 // The extent of a switch with its calls of the host. It begins ahead of the turn, so that who has
 // had a later turn and finds none under way knows that there will be none of the areas before.
@@ -157,33 +167,44 @@ void ZynTraceBuffer::Append(const ZynString& entry) {
 }
 
 void ZynTraceBuffer::Append(std::string_view entry) {
-    if (!Store(entry)) [[unlikely]]
-        StoreInNext(entry);
+    AppendLine(ReadyLine{entry});
+}
+
+void ZynTraceBuffer::Append(const zynktrc::Entry& entry) {
+    AppendLine(entry);
+}
+
+template <class Line>
+void ZynTraceBuffer::AppendLine(const Line& line) {
+    if (!Store(line)) [[unlikely]]
+        StoreInNext(line);
 }
 
 // Other threads may fill the next area as well before this one comes to it.
-void ZynTraceBuffer::StoreInNext(std::string_view entry) {
-    const unsigned long length = RecordLength(entry);
+template <class Line>
+void ZynTraceBuffer::StoreInNext(const Line& line) {
+    const unsigned long length = RecordLength(line);
     const bool fits = zynktrcb::HeaderLength + length + SpareBytes <= _size;
     try {
-        while (Switch(length) && !Store(entry) && fits)
+        while (Switch(length) && !Store(line) && fits)
             ;
     } catch (...) {
-        Store(entry); // it has been the receiver's failure
+        Store(line); // it has been the receiver's failure
         throw;
     }
 }
 
 // False if there is no room in the current area.
-bool ZynTraceBuffer::Store(std::string_view entry) {
-    const unsigned long length = RecordLength(entry);
+template <class Line>
+bool ZynTraceBuffer::Store(const Line& line) {
+    const unsigned long length = RecordLength(line);
     char* const to = Claim(length);
     if (to == nullptr)
         return false;
     const auto word = static_cast<std::uint32_t>(length);
     zynkxdr::StoreWord(to, word);
     zynkxdr::StoreWord(to + zynkxdr::WordSize, zynktrcb::LineType);
-    std::memcpy(to + zynktrcb::FrameLength, entry.data(), entry.size());
+    line.CopyTo(to + zynktrcb::FrameLength);
     zynkxdr::StoreWord(to + length - zynktrcb::EpilogLength, word);
     return true;
 }

@@ -53,8 +53,13 @@ class ZYN_EXPORT ZynTraceBuffer {
         return length + SpareBytes <= static_cast<unsigned long>(_buf[AreaOf(at)] + _size - at);
     }
     char* Claim(unsigned long length);
-    bool Store(std::string_view entry);
-    void StoreInNext(std::string_view entry);
+    void Append(const zynktrc::Entry& entry);
+    template <class Line>
+    void AppendLine(const Line& line);
+    template <class Line>
+    bool Store(const Line& line);
+    template <class Line>
+    void StoreInNext(const Line& line);
     char* Init(unsigned long index);
     bool Switch(unsigned long length, bool isLast = false);
     void PostProcess(unsigned long index, unsigned long used) const;

@@ -2,6 +2,10 @@
 
 #include <cstdlib>
 #include <iomanip>
+#include <limits>
+#include <locale>
+#include <sstream>
+#include <vector>
 
 #include "contract/failing.h"
 #include "zynkplat.h"
@@ -77,6 +81,99 @@ TEST(TraceWords, AreNamesOfProgramsAndFunctions) {
         {"f()::<lambda(int)>", "f()"}};
     for (const auto& [pretty, name] : functions)
         EXPECT_THAT(pretty + zynkFunctionName(pretty), testing::StartsWith(name)) << pretty;
+}
+
+enum Weekday { Monday = 1 };
+struct Price {
+    operator const char*() const { return "converted"; }
+    operator int() const { return 7; }
+};
+std::ostream& operator<<(std::ostream& os, Weekday /*day*/) {
+    return os << "Monday";
+}
+std::ostream& operator<<(std::ostream& os, const Price& /*price*/) {
+    return os << std::setw(8) << std::setfill('*') << 1.5;
+}
+std::ostream& operator<<(std::ostream& os, const std::vector<int>& numbers) {
+    return os << numbers.size() << " numbers";
+}
+enum Plain { PlainOne = 1 };
+
+struct Grouping : std::numpunct<char> {
+    std::string do_grouping() const override { return "\3"; }
+};
+
+template <class T>
+std::string Bounds() {
+    std::string text;
+    for (T number : {std::numeric_limits<T>::min(), std::numeric_limits<T>::max(), T{0}, T{1}}) {
+        ZynTrace::Text items;
+        std::ostringstream plain;
+        items.Stream() << number << ' ' << static_cast<T>(number / 2) << 'x';
+        plain << number << ' ' << static_cast<T>(number / 2) << 'x';
+        EXPECT_EQ(items.View(), plain.str());
+        text += plain.str();
+    }
+    return text;
+}
+
+TEST(TraceText, TakesItemsAsAnyStreamDoes) {
+    const char* const none = nullptr;
+    const std::string string("a\0b", 3);
+    char area[] = "area";
+    char* const inArea = area;
+    const auto same = [](const auto& put) {
+        std::ostringstream plain;
+        put(plain);
+        ZynTrace::Text text;
+        put(text.Stream());
+        EXPECT_EQ(text.View(), plain.str());
+    };
+    same([&](auto& os) { os << "text" << string << area << inArea << std::string_view("view"); });
+    same([&](auto& os) { os << ZynString("z") << ZynString() << true << 'c' << -1 << 1.5 << "x"; });
+    same([&](auto& os) { os << 1 << std::hex << 255 << std::setw(6) << "r" << true << -1; });
+    same([&](auto& os) { os << std::setw(6) << "r" << std::setw(4) << 5 << std::endl << 6; });
+    same([&](auto& os) { os << "before" << none << "behind" << 1; });
+    same([&](auto& os) {
+        os << Monday << PlainOne << Price() << 5 << std::vector<int>{1, 2} << 3;
+    });
+    same([&](auto& os) { os << 5 << Price() << Price(); });
+    same([&](auto& os) { os.width(5), os << 12, os.width(5), os << "12", os << 1; });
+    same([&](auto& os) { os.setf(std::ios::showpos | std::ios::boolalpha), os << 12 << true; });
+    same([&](auto& os) { os.setstate(std::ios::badbit), os << 12 << "x"; });
+    same([&](auto& os) { os.imbue(std::locale(os.getloc(), new Grouping)), os << 1234567; });
+    same([&](auto& os) { os.copyfmt(std::ostringstream()), os << 1234567; });
+    same([&](auto& os) { os << static_cast<const void*>(none) << nullptr << L'x' - L'w'; });
+    for (const std::size_t size : {0, 1, 3, 4, 7, 8, 15, 16, 17, 31, 32, 33, 500, 999, 1000, 3000})
+        same([&](auto& os) { os << std::string(size, 'y') << 12345 << std::string(size, 'z'); });
+    for (unsigned long long n = 1; n != 0 && n < 10000000000000000000U; n *= 10)
+        same([&](auto& os) { os << n - 1 << ',' << n << ',' << n + 1 << ',' << 9 * n; });
+    EXPECT_THAT(Bounds<int>() + Bounds<short>() + Bounds<long>() + Bounds<long long>(),
+                testing::HasSubstr("-9223372036854775808 "));
+    EXPECT_THAT(Bounds<unsigned int>() + Bounds<unsigned short>() + Bounds<unsigned long>() +
+                    Bounds<unsigned long long>() + Bounds<bool>(),
+                testing::HasSubstr("18446744073709551615 "));
+}
+
+TEST(TraceLine, BeginsWithItsPlace) {
+    const auto general = [](std::string_view file, unsigned long line) {
+        zynktrc::Line place;
+        place.PutRight(zynktrc::FileName(file), 12);
+        place.Put("(");
+        place.PutNumber(line, 5);
+        place.Put(") ");
+        return std::string(place.View());
+    };
+    EXPECT_EQ(general("f", 5), "           f(    5) ");
+    const auto same = [&](const auto& file) {
+        for (const unsigned int line : {0U, 7U, 10U, 999U, 99999U, 100000U, 4294967295U})
+            EXPECT_EQ(std::string_view(zynktrc::Place(file, line)), general(file, line));
+    };
+    same("f");
+    same("folder/zynktrc_test.cpp");
+    same("c:\\a/b\\zynk_eleven");
+    same("twelve_chars");
+    same("");
 }
 
 // A site within a site, and what one leaves in the stream, do not show in another.
