@@ -127,12 +127,6 @@ TEST_F(Profiles, ValuesReadAsTexts) {
     EXPECT_EQ(Texts(reader.Find("text", false)), "(null)");
     EXPECT_EQ(Thrown([&] { writer.Erase("text"); }), "RegDeleteValue 2 0");
 
-    std::string big(3'000'000, 'x');
-    for (std::size_t i = 0; i < big.size(); ++i)
-        big[i] = static_cast<char>(i % 255 + 1);
-    writer.Insert("big", big.c_str(), false);
-    EXPECT_EQ(Bytes(reader.Find("big", false)), big);
-
     ZynProfileImpl user;
     user.OpenCurrentUser("CFG", true);
     user.Insert("", "number", "4294967295", zynkreg::Number);
