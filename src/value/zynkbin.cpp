@@ -22,28 +22,21 @@ unsigned int HexValue(char c) {
 
 } // namespace
 
-// Two allocations, the record and its block. The byte behind the room is a terminator, inside the
-// block however a text was made. A failed allocation is the runtime's std::bad_alloc.
+// The byte behind the room is a terminator, inside the block however a text was made. A failed
+// allocation is the runtime's std::bad_alloc.
 ZynBinary::Rep* ZynBinary::Rep::Allocate(unsigned long allocLength, unsigned long length) {
     ZYN_REQUIRE_TEXT(length <= allocLength, "length<=allocLength");
-    constexpr unsigned long Extra = PrefixSize + 1;
-    if (allocLength > LONG_MAX - Extra)
+    constexpr unsigned long Ahead = sizeof(Rep) + PrefixSize;
+    if (allocLength > LONG_MAX - Ahead - BlockStep)
         throw std::bad_alloc();
-    char* const block = new char[allocLength + Extra];
-    Rep* rep = nullptr;
-    try {
-        block[PrefixSize + allocLength] = '\0';
-        rep = new Rep{block + PrefixSize, length, 1, allocLength};
-    } catch (...) {
-        delete[] block;
-        throw;
-    }
-    return rep;
+    char* const block = static_cast<char*>(::operator new(Ahead + BlockRoom(allocLength) + 1));
+    char* const data = block + Ahead;
+    data[allocLength] = '\0';
+    return ::new (block) Rep{data, length, 1, allocLength};
 }
 
 void ZynBinary::Rep::Deallocate(Rep*& rep) {
-    delete[](rep->_data - PrefixSize);
-    delete rep;
+    ::operator delete(rep);
     rep = nullptr;
 }
 
@@ -69,6 +62,17 @@ ZynBinary::ZynBinary(const void* data, unsigned long n) {
     _pRep = RepRef(Rep::Allocate(n, n));
     if (n != 0)
         std::memcpy(_pRep->_data, data, n);
+}
+
+ZynBinary& ZynBinary::Assign(const void* data, unsigned long n) {
+    ZYN_REQUIRE_TEXT(data != nullptr || n == 0, "data != 0 || n == 0");
+    if (!_pRep.Fit(n))
+        return *this = ZynBinary(data, n);
+    if (n != 0)
+        std::memmove(_pRep->_data, data, n);
+    _pRep->_data[n] = '\0';
+    _pRep->_len = n;
+    return *this;
 }
 
 char* ZynBinary::PreRead() {

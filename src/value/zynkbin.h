@@ -48,7 +48,7 @@ class ZYN_EXPORT ZynBinary {
   public:
     class MD5;
 
-    /// The representation that ZynBinary and ZynString share.
+    /// The representation that ZynBinary and ZynString share: one block with the data in it.
     struct ZYN_EXPORT Rep {
         char* _data;             ///< first byte; the prefix stands in the 4 bytes in front of it
         unsigned long _len;      ///< bytes in use, without a terminator
@@ -61,6 +61,10 @@ class ZYN_EXPORT ZynBinary {
         /// A representation with room for `allocLength` bytes, of which `length` count as used,
         /// and with one reference. Behind the room there is always one more byte, which is NUL.
         static Rep* Allocate(unsigned long allocLength, unsigned long length);
+        /// The most room that a block made for `allocLength` bytes can give. Blocks come in steps,
+        /// so that a room may change a little without another block.
+        static constexpr unsigned long BlockRoom(unsigned long allocLength);
+        static constexpr unsigned long BlockStep = 64; ///< a line of the processor's cache
         static void Deallocate(Rep*& rep);
     };
 
@@ -85,6 +89,9 @@ class ZYN_EXPORT ZynBinary {
         /// Goes over to a representation of its own with room for `allocLength` bytes, which takes
         /// over the length and the first `copyLength` bytes.
         void Replace(unsigned long allocLength, unsigned long copyLength);
+        /// Changes the room to `allocLength` bytes where the block may stay, which takes a
+        /// representation of its own; false, with nothing changed, if it may not.
+        bool Fit(unsigned long allocLength);
         /// Sets the length of a representation of its own, which copies do not see. More than
         /// there is room for is a failure of the invariant, and nothing changes.
         void SetLength(unsigned long n);
@@ -101,6 +108,10 @@ class ZYN_EXPORT ZynBinary {
     ZynBinary(CreateEmptyTag, unsigned long n);
     /// A copy of `n` bytes. 0 bytes give an empty value.
     ZynBinary(const void* data, unsigned long n);
+
+    /// Becomes a copy of `n` bytes, in the block that it has if no copy shares that and a new one
+    /// would be as large. The bytes may be its own.
+    ZynBinary& Assign(const void* data, unsigned long n);
 
     bool IsNull() const { return _pRep == nullptr; }
     void SetNull();

@@ -1,5 +1,11 @@
 // Inline part of ZynBinary.
 
+// Beside the room there are the record, the prefix, the terminator and the heap's own word.
+constexpr unsigned long ZynBinary::Rep::BlockRoom(unsigned long allocLength) {
+    constexpr unsigned long Beside = sizeof(Rep) + PrefixSize + 1 + sizeof(void*);
+    return (allocLength + Beside + BlockStep - 1) / BlockStep * BlockStep - Beside;
+}
+
 // A broken representation gets no further holder.
 inline ZynBinary::RepRef::RepRef(const RepRef& other) : _p(other._p) {
     ZYN_INVARIANT(other);
@@ -24,6 +30,16 @@ inline ZynBinary::RepRef& ZynBinary::RepRef::operator=(RepRef&& other) noexcept 
         other._p = nullptr;
     }
     return *this;
+}
+
+inline bool ZynBinary::RepRef::Fit(unsigned long allocLength) {
+    if (_p == nullptr || _p->_refCount > 1)
+        return false;
+    const unsigned long most = Rep::BlockRoom(_p->_allocLen);
+    if (allocLength > most || most - allocLength >= Rep::BlockStep)
+        return false;
+    _p->_allocLen = allocLength;
+    return true;
 }
 
 // No look at the invariant: what holds no representation keeps it.

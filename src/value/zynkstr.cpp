@@ -2,6 +2,7 @@
 // numbers stand in the sources beside this one.
 #include "zynkstr.h"
 
+#include <algorithm>
 #include <climits>
 #include <ostream>
 #include <utility>
@@ -48,7 +49,18 @@ ZynString& ZynString::operator=(const char* text) {
 }
 
 ZynString& ZynString::operator=(char c) {
-    return *this = FromBytes(&c, 1);
+    return Assign(&c, 1);
+}
+
+ZynString& ZynString::Assign(const char* bytes, unsigned long n) {
+    ZYN_REQUIRE_TEXT(bytes != nullptr || n == 0, "bytes != 0 || n == 0");
+    if (!_pRep.Fit(n + 1))
+        return *this = FromBytes(bytes, n);
+    if (n != 0)
+        std::memmove(_pRep->_data, bytes, n);
+    _pRep->_data[n] = '\0';
+    _pRep->_len = n;
+    return *this;
 }
 
 bool operator==(const ZynString& r, const char* psz) {
@@ -62,30 +74,39 @@ bool operator<(const ZynString& lhs, const ZynString& rhs) {
     return std::strcmp(lhs.C_str(), rhs.C_str()) < 0;
 }
 
-// A string made to be filled counts its terminator out of its room and every other string counts it
-// in; taking one off serves both.
+// Of a string made to be filled the room is what was asked for, and the terminator has a byte of
+// its own behind it; of every other string the room counts it in. Taking one off serves both.
 void ZynString::Reserve(unsigned long n) {
     if (IsNull()) {
         *this = ZynString(CreateEmpty, n);
         return;
     }
-    const bool fits = n < _pRep->_allocLen;
-    if (fits && _pRep->_refCount == 1)
+    const bool isOwn = _pRep->_refCount == 1;
+    if (isOwn && (n < _pRep->_allocLen || _pRep.Fit(n)))
         return;
-    const unsigned long wanted = fits ? _pRep->_allocLen - 1 : n;
-    const unsigned long len = _pRep->_len;
-    ZynString grown(CreateEmpty, wanted < len ? len : wanted);
-    std::memcpy(grown._pRep->_data, _pRep->_data, len + 1);
-    grown._pRep->_len = len;
-    *this = std::move(grown);
+    *this = Joined("", 0, n);
 }
 
-// `text` may be part of this string, whose representation changes with the room: a reference kept
-// meanwhile keeps the bytes.
+// The text and `n` bytes of another one behind it, in a representation of its own. That has room
+// for `room` bytes, or as much as there was if that is enough.
+ZynString ZynString::Joined(const char* text, unsigned long n, unsigned long room) const {
+    const unsigned long len = _pRep->_len;
+    const bool fits = room < _pRep->_allocLen;
+    ZynString joined(CreateEmpty, fits ? std::max(_pRep->_allocLen - 1, len) : room);
+    char* const to = joined._pRep->_data;
+    std::memcpy(to, _pRep->_data, len);
+    std::memcpy(to + len, text, n);
+    to[len + n] = '\0';
+    joined._pRep->_len = len + n;
+    return joined;
+}
+
+// `text` may be part of this string.
 ZynString& ZynString::Append(const char* text, unsigned long n) {
     const unsigned long len = _pRep->_len;
-    const ZynBinary::RepRef keep = n < _pRep->_allocLen - len ? ZynBinary::RepRef() : _pRep;
-    Reserve(len + n);
+    const bool isOwn = _pRep->_refCount == 1;
+    if (!isOwn || (len + n >= _pRep->_allocLen && !_pRep.Fit(len + n)))
+        return *this = Joined(text, n, len + n);
     std::memmove(_pRep->_data + len, text, n);
     _pRep->_len = len + n;
     _pRep->_data[len + n] = '\0';
@@ -118,16 +139,32 @@ ZynString& ZynString::operator|=(char c) {
 
 ZynString operator|(const ZynString& lhs, const ZynString& rhs) {
     ZYN_REQUIRE(!lhs.IsNull() && !rhs.IsNull());
-    ZynString joined(lhs);
-    joined |= rhs;
-    return joined;
+    const unsigned long left = lhs._pRep->_len;
+    const unsigned long right = rhs._pRep->_len;
+    if (left == 0 || right == 0)
+        return right == 0 ? lhs : rhs;
+    return lhs.Joined(rhs._pRep->_data, right, left + right);
 }
 
 ZynString operator|(const ZynString& lhs, const char* psz) {
     ZYN_REQUIRE_TEXT(!lhs.IsNull() && psz != nullptr, "!lhs.IsNull() && psz != 0");
-    ZynString joined(lhs);
-    joined |= psz;
-    return joined;
+    const unsigned long left = lhs._pRep->_len;
+    const unsigned long right = std::strlen(psz);
+    if (left == 0 || right == 0)
+        return right == 0 ? lhs : ZynString(psz);
+    return lhs.Joined(psz, right, left + right);
+}
+
+ZynString operator|(ZynString&& lhs, const ZynString& rhs) {
+    ZYN_REQUIRE(!lhs.IsNull() && !rhs.IsNull());
+    lhs |= rhs;
+    return std::move(lhs);
+}
+
+ZynString operator|(ZynString&& lhs, const char* psz) {
+    ZYN_REQUIRE_TEXT(!lhs.IsNull() && psz != nullptr, "!lhs.IsNull() && psz != 0");
+    lhs |= psz;
+    return std::move(lhs);
 }
 
 char* ZynString::PreRead() {

@@ -51,6 +51,9 @@ class ZYN_EXPORT ZynString {
     ZynString& operator=(const char* text);
     /// A text of one byte; a NUL counts as such.
     ZynString& operator=(char c);
+    /// Becomes a copy of `n` bytes, NULs among them, in the block that it has if no copy shares
+    /// that and a new one would be as large. The bytes may be its own.
+    ZynString& Assign(const char* bytes, unsigned long n);
 
     /// @name Inspection
     /// @{
@@ -188,9 +191,13 @@ class ZYN_EXPORT ZynString {
 
     friend bool operator==(const ZynString& lhs, const ZynString& rhs);
     friend bool operator<(const ZynString& lhs, const ZynString& rhs);
+    friend ZynString operator|(const ZynString& lhs, const ZynString& rhs);
+    friend ZynString operator|(const ZynString& lhs, const char* psz);
 
   private:
+    static bool AreSameShort(const ZynBinary::Rep& lhs, const ZynBinary::Rep& rhs);
     static ZynString FromBytes(const char* bytes, unsigned long n);
+    ZynString Joined(const char* text, unsigned long n, unsigned long room) const;
     ZynString& Append(const char* text, unsigned long n);
     unsigned long Search(const ZynString& substr, unsigned long start, bool last) const;
     unsigned long PositionChar(const ZynString& substr, unsigned long start) const;
@@ -254,6 +261,9 @@ ZYN_EXPORT bool operator<(const ZynString& lhs, const ZynString& rhs);
 /// Concatenation. A null operand is a contract failure.
 ZYN_EXPORT ZynString operator|(const ZynString& lhs, const ZynString& rhs);
 ZYN_EXPORT ZynString operator|(const ZynString& lhs, const char* psz);
+/// The same with a text that goes: it is appended to.
+ZYN_EXPORT ZynString operator|(ZynString&& lhs, const ZynString& rhs);
+ZYN_EXPORT ZynString operator|(ZynString&& lhs, const char* psz);
 
 /// The text; "<null>" for null.
 ZYN_EXPORT std::ostream& operator<<(std::ostream& os, const ZynString& string);

@@ -1,5 +1,7 @@
 #include "contract/failing.h"
 
+#include <random>
+
 #include "zynkspac.h"
 
 namespace {
@@ -95,6 +97,60 @@ TEST(String, ChangesNoCopy) {
         }
         EXPECT_EQ(Bytes(original), "a.Bb.B") << expected;
     }
+}
+
+// Texts of all lengths around the steps that blocks come in, some with copies, each beside one of
+// the standard library.
+TEST(String, GrowsAndIsAssignedInItsBlock) {
+    std::mt19937 random(20013);
+    ZynString strings[4] = {"", "a", "bc", "def"};
+    std::string models[4] = {"", "a", "bc", "def"};
+    for (int round = 0; round < 20000 && !HasFailure(); ++round) {
+        const unsigned long i = random() % 4;
+        const unsigned long j = random() % 4;
+        ZynString& s = strings[i];
+        std::string& model = models[i];
+        const std::string text(random() % 90, static_cast<char>('a' + random() % 26));
+        const unsigned long from = random() % (model.size() + 1);
+        switch (model.size() > 300 ? 0 : random() % 8) {
+        case 0:
+            s.Assign(text.c_str(), text.size()), model = text;
+            break;
+        case 1:
+            s.Assign(s.C_str() + from, model.size() - from), model.erase(0, from);
+            break;
+        case 2:
+            s |= strings[j], model += std::string(models[j]);
+            break;
+        case 3:
+            s |= s.C_str() + from, model += model.substr(from);
+            break;
+        case 4:
+            s = (strings[j] | text.c_str()) | s | "-", model = models[j] + text + model + '-';
+            break;
+        case 5:
+            s.Reserve(model.size() + from), s.PreRead();
+            break;
+        case 6:
+            s = strings[j], model = models[j];
+            break;
+        default:
+            s.Reserve(0), s.PostRead(from), model.resize(from);
+        }
+        for (std::size_t k = 0; k < 4; ++k) {
+            EXPECT_EQ(Bytes(strings[k]), models[k]) << round;
+            EXPECT_EQ(strings[k] == strings[j], models[k] == models[j]) << round;
+        }
+    }
+    ZynBinary binary;
+    for (const std::string bytes : {"", "ab", "a longer one", "c"}) {
+        EXPECT_EQ(Bytes(binary.Assign(bytes.data(), bytes.size())), bytes);
+        Fails(invariant, {[&] { binary.PostRead(bytes.size() + 1); }}, "Invariant");
+    }
+    const char* const block = binary.Data();
+    EXPECT_EQ(binary.Assign("defg", 4).Data(), block);
+    const ZynBinary copy(binary);
+    EXPECT_EQ(Bytes(binary.Assign("hi", 2)) + Bytes(copy), "hidefg");
 }
 
 TEST(String, ReadsNumbersOf32BitsAndWritesThemInAWidth) {
