@@ -128,7 +128,7 @@ constinit std::atomic<const Process*> lastProcess{nullptr};
 void KeepMilli(unsigned int milli) {
     constexpr std::size_t At = sizeof "YYYY-MM-DD, HH:MM:SS." - 1;
     kept.time[At] = static_cast<char>('0' + milli / 100);
-    std::memcpy(kept.time + At + 1, &TwoDigits[2 * (milli % 100)], 2);
+    std::memcpy(kept.time + At + 1, &TwoDigits[2UL * (milli % 100)], 2);
     kept.milli = milli;
 }
 

@@ -104,15 +104,15 @@ ZynTraceStream& ZynTraceStream::Put(T item) {
     return *this;
 }
 
-template ZYN_EXPORT ZynTraceStream& ZynTraceStream::Put(char);
-template ZYN_EXPORT ZynTraceStream& ZynTraceStream::Put(signed char);
-template ZYN_EXPORT ZynTraceStream& ZynTraceStream::Put(unsigned char);
-template ZYN_EXPORT ZynTraceStream& ZynTraceStream::Put(bool);
-template ZYN_EXPORT ZynTraceStream& ZynTraceStream::Put(short);
-template ZYN_EXPORT ZynTraceStream& ZynTraceStream::Put(unsigned short);
-template ZYN_EXPORT ZynTraceStream& ZynTraceStream::Put(int);
-template ZYN_EXPORT ZynTraceStream& ZynTraceStream::Put(unsigned int);
-template ZYN_EXPORT ZynTraceStream& ZynTraceStream::Put(long);
-template ZYN_EXPORT ZynTraceStream& ZynTraceStream::Put(unsigned long);
-template ZYN_EXPORT ZynTraceStream& ZynTraceStream::Put(long long);
-template ZYN_EXPORT ZynTraceStream& ZynTraceStream::Put(unsigned long long);
+template ZynTraceStream& ZynTraceStream::Put(char);
+template ZynTraceStream& ZynTraceStream::Put(signed char);
+template ZynTraceStream& ZynTraceStream::Put(unsigned char);
+template ZynTraceStream& ZynTraceStream::Put(bool);
+template ZynTraceStream& ZynTraceStream::Put(short);
+template ZynTraceStream& ZynTraceStream::Put(unsigned short);
+template ZynTraceStream& ZynTraceStream::Put(int);
+template ZynTraceStream& ZynTraceStream::Put(unsigned int);
+template ZynTraceStream& ZynTraceStream::Put(long);
+template ZynTraceStream& ZynTraceStream::Put(unsigned long);
+template ZynTraceStream& ZynTraceStream::Put(long long);
+template ZynTraceStream& ZynTraceStream::Put(unsigned long long);
