@@ -121,21 +121,20 @@ void* operator new[](std::size_t n) {
     return operator new(n);
 }
 
-void operator delete(void* memory) noexcept {
-    std::free(memory);
+void* operator new[](std::size_t n, const std::nothrow_t& tag) noexcept {
+    return operator new(n, tag);
 }
 
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-
-void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
+#define DELETE(...)                                                                                \
+    void operator delete(void* memory __VA_ARGS__) noexcept {                                      \
+        std::free(memory);                                                                         \
+    }                                                                                              \
+    void operator delete[](void* memory __VA_ARGS__) noexcept {                                    \
+        std::free(memory);                                                                         \
+    }
+DELETE()
+DELETE(, std::size_t)
+DELETE(, const std::nothrow_t&)
 #endif
 
 // Both names that each has: the headers take the one, SQLite is compiled with the other.
