@@ -17,9 +17,13 @@
 #ifdef ZYNKERN_WRAPPED
 #define REPLACEMENT(function) __wrap_##function
 #define ORIGINAL(function) __real_##function
+#define REPLACED_MMAP __wrap_mmap // it needs that one ahead of all else
+#define ORIGINAL_MMAP __real_mmap
 #else
 #define REPLACEMENT(function) function
 #define ORIGINAL(function) __libc_##function
+#define REPLACED_MMAP mmap
+#define ORIGINAL_MMAP mmap64 // another name of it
 #endif
 
 namespace {
@@ -121,21 +125,20 @@ void* operator new[](std::size_t n) {
     return operator new(n);
 }
 
-void operator delete(void* memory) noexcept {
-    std::free(memory);
+void* operator new[](std::size_t n, const std::nothrow_t& tag) noexcept {
+    return operator new(n, tag);
 }
 
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-
-void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
+#define DELETE(...)                                                                                \
+    void operator delete(void* memory __VA_ARGS__) noexcept {                                      \
+        std::free(memory);                                                                         \
+    }                                                                                              \
+    void operator delete[](void* memory __VA_ARGS__) noexcept {                                    \
+        std::free(memory);                                                                         \
+    }
+DELETE()
+DELETE(, std::size_t)
+DELETE(, const std::nothrow_t&)
 #endif
 
 // Both names that each has: the headers take the one, SQLite is compiled with the other.
@@ -199,11 +202,11 @@ CALL(int, -1, rename, (const char* from, const char* to) noexcept, from, to)
 CALL(int, -1, unlink, (const char* path) noexcept, path)
 CALL(int, -1, mkdir, (const char* path, mode_t mode) noexcept, path, mode)
 CALL(int, -1, flock, (int file, int operation) noexcept, file, operation)
-CALL(void*, MAP_FAILED, mmap,
-     (void* at, std::size_t n, int protection, int flags, int file, off_t offset) noexcept, at, n,
-     protection, flags, file, offset)
-CALL(void*, MAP_FAILED, mmap64,
-     (void* at, std::size_t n, int protection, int flags, int file, off64_t offset) noexcept, at, n,
-     protection, flags, file, offset)
+
+void* ORIGINAL_MMAP(void*, std::size_t, int, int, int, off_t) noexcept;
+void* REPLACED_MMAP(void* at, std::size_t n, int protection, int flags, int file,
+                    off_t offset) noexcept {
+    return CallFails() ? MAP_FAILED : ORIGINAL_MMAP(at, n, protection, flags, file, offset);
+}
 }
 // NOLINTEND

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs a program under many settings of the trace and looks at the lines it leaves.
 
-trace_test.py PROBE
+trace_test.py PROBE [kills]
 """
 
 import datetime
@@ -67,6 +67,29 @@ class Run:
     def texts(self, name="zyntrc.log"):
         return [line["text"] for line in self.lines(name)]
 
+
+# Processes that are killed while they write cut off their own last line at most.
+if sys.argv[2:] == ["kills"]:
+    folder = Path(tempfile.mkdtemp())
+    env = os.environ | {"ZYN_TRACE_CRITERIA": "1,0040,00000001"}
+    log = folder / "zyntrc.log"
+    writer = [PROBE, "multi", "lines", "2", "100000000"]
+    survivor = subprocess.Popen(writer[:3] + ["1", "100000"], cwd=folder, env=env)
+    KILLS = 100
+    for _ in range(KILLS):
+        killed = subprocess.Popen(writer, cwd=folder, env=env | {"ZYN_TRACE_FILE": "killed"})
+        other = folder / "killed.log"
+        start = other.stat().st_size if other.exists() else 0
+        while not other.exists() or other.stat().st_size == start:
+            time.sleep(0.001)
+        time.sleep(random.uniform(0, 0.002))
+        killed.kill()
+        killed.wait()
+    check(survivor.wait() == 0 and len(log.read_text().splitlines()) == 100009, "the other's lines")
+    lines = other.read_text().splitlines()
+    check(sum(not LINE.fullmatch(line) for line in lines) <= KILLS and len(lines) > KILLS, "cut lines")
+    shutil.rmtree(folder)
+    sys.exit()
 
 # Without settings there is no file.
 run = Run("facts", "line", 1, 0x40, 1, "error", "flow", "fail")
@@ -267,26 +290,6 @@ for line in (folder / "zyntrc.log").read_text().splitlines():
         check(seen.get(key, -1) == int(number) - 1, f"{key} {number} is out of order")
         seen[key] = int(number)
 check(len(seen) == 2 * threads and set(seen.values()) == {count - 1}, seen)
-shutil.rmtree(folder)
-
-# Processes that are killed while they write cut off their own last line at most.
-folder = Path(tempfile.mkdtemp())
-log = folder / "zyntrc.log"
-writer = [PROBE, "multi", "lines", "2", "100000000"]
-survivor = subprocess.Popen(writer[:3] + ["1", "100000"], cwd=folder, env=env)
-KILLS = 100
-for _ in range(KILLS):
-    killed = subprocess.Popen(writer, cwd=folder, env=env | {"ZYN_TRACE_FILE": "killed"})
-    other = folder / "killed.log"
-    start = other.stat().st_size if other.exists() else 0
-    while not other.exists() or other.stat().st_size == start:
-        time.sleep(0.001)
-    time.sleep(random.uniform(0, 0.002))
-    killed.kill()
-    killed.wait()
-check(survivor.wait() == 0 and len(log.read_text().splitlines()) == 100009, "the other's lines")
-lines = other.read_text().splitlines()
-check(sum(not LINE.fullmatch(line) for line in lines) <= KILLS and len(lines) > KILLS, "cut lines")
 shutil.rmtree(folder)
 
 # Settings that change while others write, and threads that fill and switch the buffers.
