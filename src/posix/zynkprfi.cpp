@@ -97,7 +97,8 @@ long Change(HKEY handle, bool mayCreate, Work work) noexcept {
 std::int64_t Walk(Store& store, std::int64_t key, std::string_view path) {
     std::int64_t found = 0;
     for (const std::string_view name : NamesOf(path)) {
-        const std::string_view rest(name.data(), path.data() + path.size() - name.data());
+        const std::string_view rest =
+            path.substr(static_cast<std::size_t>(name.data() - path.data()));
         if (found = store.FindKeyAsSpelt(key, rest); found != 0)
             return found;
         if (found = store.FindKey(key, name); found == 0)
