@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstddef>
 
 #include "output_text.h"
 #include "tool.h"
@@ -94,7 +95,7 @@ void Line::End() {
     if (IsEnd())
         return;
     const auto* const end = std::ranges::find_if_not(_rest, IsWordByte);
-    const auto length = std::max<std::size_t>(end - _rest.begin(), 1);
+    const auto length = static_cast<std::size_t>(std::max<std::ptrdiff_t>(end - _rest.begin(), 1));
     throw Fault("what is " + Quoted(_rest.substr(0, length)) + "?");
 }
 
