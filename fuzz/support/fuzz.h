@@ -82,10 +82,15 @@ std::optional<Failure> Caught(const Call& call) {
     }
 }
 
-/// Whether it does.
+/// Whether it does, or in one of a class below.
 template <class Failure, class Call>
 bool EndsIn(const Call& call) {
-    return Caught<Failure>(call).has_value();
+    try {
+        call();
+        return false;
+    } catch (const Failure&) {
+        return true;
+    }
 }
 
 /// The condition of the contract check that the call fails, or "".
