@@ -56,6 +56,6 @@ unsigned long ZynStream::GetVarOpaque(char* buffer, unsigned long max) {
 void ZynStream::Get(ZynBinary& value) {
     unsigned long length = 0;
     const char* const bytes = PeekVarOpaque(length);
-    value = ZynBinary(bytes, length);
+    value.Assign(bytes, length);
     SkipVarOpaque(length);
 }

@@ -3,6 +3,7 @@
 // out of it.
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "zynkconv.h"
@@ -120,7 +121,7 @@ void ZynStream::Get(ZynString& value) {
     unsigned long length = 0;
     const char* const bytes = PeekVarOpaque(length);
     if (_pMem->_convCcsid == 0) [[likely]] {
-        value = ZynString(bytes, static_cast<long>(length));
+        value.Assign(bytes, strnlen(bytes, length));
     } else {
         if (_pMem->_readConverter == nullptr)
             _pMem->_readConverter = std::make_unique<ZynConverter>(
