@@ -64,6 +64,16 @@ MultiByte& CurrentMultiByte();
 /// Puts `substitute` in their place, for tests; null puts the runtime's own back.
 void UseMultiByte(MultiByte* substitute);
 
+/// @name Base64 (RFC 2045, section 6.8), where the processor does many groups in one step
+/// What is left over, maybe all, is the caller's.
+/// @{
+/// Encodes whole groups of three of the `n` bytes; the number of bytes taken.
+unsigned long EncodeBase64(char* to, const unsigned char* bytes, unsigned long n);
+/// Decodes whole groups of four of the `n` characters, none behind one that is not in the alphabet;
+/// the number of characters taken. `to` has room for all that `n` characters may give.
+unsigned long DecodeBase64(char* to, const unsigned char* chars, unsigned long n);
+/// @}
+
 /// Separates the folders of a path.
 extern const char DirectorySeparator;
 /// Tells the platform in the banner of a trace.

@@ -23,8 +23,9 @@ void StoreLow(unsigned char* to, Word word) {
 Word F(Word x, Word y, Word z) {
     return z ^ (x & (y ^ z));
 }
+// A sum, as no bit is in both: what does not depend on the step before is added ahead of it.
 Word G(Word x, Word y, Word z) {
-    return (x & z) | (y & ~z);
+    return (x & z) + (y & ~z);
 }
 Word H(Word x, Word y, Word z) {
     return x ^ y ^ z;
@@ -35,7 +36,7 @@ Word I(Word x, Word y, Word z) {
 
 template <Word (*Mix)(Word, Word, Word)>
 void Step(Word& a, Word b, Word c, Word d, Word message, int shift, Word sine) {
-    a = b + std::rotl(a + Mix(b, c, d) + message + sine, shift);
+    a = b + std::rotl(a + message + sine + Mix(b, c, d), shift);
 }
 
 // Element i is the integer part of 2^32 times abs(sin(i + 1)), i + 1 in radians.
@@ -114,18 +115,23 @@ void ZynBinary::MD5::Update(const unsigned char* input, unsigned int length) {
         std::memcpy(_input, input + taken, length - taken);
 }
 
-// Works on a copy, so that more input may follow.
+// Works on copies, so that more input may follow.
 ZynBinary ZynBinary::MD5::Final() const {
-    MD5 last(*this);
-    unsigned char bits[8];
-    StoreLow(bits, _count[0]);
-    StoreLow(bits + 4, _count[1]);
+    Word state[4];
+    std::memcpy(state, _state, sizeof state);
     const unsigned int held = (_count[0] >> 3U) % BlockSize;
-    last.Update(_PADDING, (held < 56 ? 56 : 120) - held);
-    last.Update(bits, sizeof bits);
+    const unsigned int size = held < BlockSize - 8 ? BlockSize : 2 * BlockSize;
+    unsigned char last[std::size_t{2} * BlockSize];
+    std::memcpy(last, _input, held);
+    std::memcpy(last + held, _PADDING, size - 8 - held);
+    StoreLow(last + size - 8, _count[0]);
+    StoreLow(last + size - 4, _count[1]);
+    for (unsigned int at = 0; at < size; at += BlockSize)
+        Transform(state, last + at);
 
-    unsigned char digest[16];
+    ZynBinary digest(CreateEmpty, sizeof state);
+    auto* const to = reinterpret_cast<unsigned char*>(digest.PreRead());
     for (unsigned int i = 0; i < 4; ++i)
-        StoreLow(digest + std::size_t{4} * i, last._state[i]);
-    return {digest, sizeof digest};
+        StoreLow(to + std::size_t{4} * i, state[i]);
+    return digest;
 }

@@ -49,7 +49,8 @@ ZynString& ZynString::operator=(const char* text) {
 }
 
 ZynString& ZynString::operator=(char c) {
-    return Assign(&c, 1);
+    Assign(&c, 1);
+    return *this;
 }
 
 ZynString& ZynString::Assign(const char* bytes, unsigned long n) {

@@ -2,6 +2,7 @@
 #include <array>
 #include <cstdint>
 
+#include "zynkplat.h"
 #include "zynkstr.h"
 
 namespace {
@@ -44,6 +45,7 @@ void StoreBytes(char* to, std::uint32_t bits, unsigned long n) {
 ZynString ZynString::Base64Encode(const ZynBinary& data) {
     ZYN_REQUIRE_TEXT(!data.IsNull(), "!IsNull()");
     const auto* in = reinterpret_cast<const unsigned char*>(data.Data());
+    const unsigned char* const end = in + data.Length();
     const unsigned long groups = data.Length() / BytesOfGroup;
     const unsigned long rest = data.Length() % BytesOfGroup;
     ZynString encoded(CreateEmpty, (groups + (rest != 0 ? 1 : 0)) * CharsOfGroup);
@@ -53,7 +55,9 @@ ZynString ZynString::Base64Encode(const ZynBinary& data) {
         std::memcpy(out + 2, CharPairs[bits & 0xFFFU].data(), 2);
         out += CharsOfGroup;
     };
-    for (unsigned long i = 0; i < groups; ++i, in += BytesOfGroup)
+    const unsigned long taken = zynkplat::EncodeBase64(out, in, data.Length());
+    out += taken / BytesOfGroup * CharsOfGroup;
+    for (in += taken; in != end - rest; in += BytesOfGroup)
         put(std::uint32_t{in[0]} << 16U | std::uint32_t{in[1]} << 8U | in[2]);
     if (rest != 0) {
         put(std::uint32_t{in[0]} << 16U | (rest == 2 ? std::uint32_t{in[1]} << 8U : 0));
@@ -71,15 +75,17 @@ ZynBinary ZynString::Base64Decode() const {
     char* const start = decoded.PreRead();
     char* out = start;
     while (in != end) {
-        if (end - in >= static_cast<std::ptrdiff_t>(CharsOfGroup)) {
+        const auto left = static_cast<unsigned long>(end - in);
+        const unsigned long taken = zynkplat::DecodeBase64(out, in, left);
+        out += taken / CharsOfGroup * BytesOfGroup;
+        for (in += taken; end - in >= static_cast<std::ptrdiff_t>(CharsOfGroup);
+             in += CharsOfGroup) {
             const std::uint32_t bits = BitsAtPlace[0][in[0]] | BitsAtPlace[1][in[1]] |
                                        BitsAtPlace[2][in[2]] | BitsAtPlace[3][in[3]];
-            if ((bits & NotInAlphabet) == 0) {
-                StoreBytes(out, bits, BytesOfGroup);
-                out += BytesOfGroup;
-                in += CharsOfGroup;
-                continue;
-            }
+            if ((bits & NotInAlphabet) != 0)
+                break;
+            StoreBytes(out, bits, BytesOfGroup);
+            out += BytesOfGroup;
         }
         // A group with something to skip in it, or the last one.
         std::uint32_t bits = 0;

@@ -120,13 +120,13 @@ TEST(String, GrowsAndIsAssignedInItsBlock) {
             s.Assign(s.C_str() + from, model.size() - from), model.erase(0, from);
             break;
         case 2:
-            s |= strings[j], model += std::string(models[j]);
+            s |= strings[j], model += models[j];
             break;
         case 3:
             s |= s.C_str() + from, model += model.substr(from);
             break;
         case 4:
-            s = (strings[j] | text.c_str()) | s | "-", model = models[j] + text + model + '-';
+            s = (strings[j] | text.c_str()) | s | "-", model.insert(0, models[j] + text) += '-';
             break;
         case 5:
             s.Reserve(model.size() + from), s.PreRead();
