@@ -1,5 +1,6 @@
-// Base64 by the vector instructions that nearly all processors of this kind have. Tables alone are
-// no faster than half of what the usual libraries take.
+// Base64 by the vector instructions that nearly all processors of this kind have, as tables alone
+// take half as long as the usual libraries. The steps are those of W. Mula and D. Lemire, "Faster
+// Base64 Encoding and Decoding Using AVX2 Instructions" (2018), on 16 bytes at a time.
 #include "zynkplat.h"
 
 #if defined(__x86_64__)
