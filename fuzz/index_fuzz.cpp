@@ -189,7 +189,8 @@ class Record {
         FUZZ_CHECK(check == (Has(id) ? "rc == true" : ""));
         if (!check.empty())
             return;
-        _stream << static_cast<unsigned long>(id) << ZynString("added");
+        _stream << static_cast<unsigned long>(id);
+        _stream.PutVarOpaque("added", 5); // a text would need a converter of the stream's code page
         _stream.EndParmEnc();
         _parms.push_back({id, zynfuzz::Word(id) + zynfuzz::Word(5) + Padded("added")});
     }
