@@ -22,7 +22,7 @@ struct Fault {
 /// SQLite, but for allocations where a sanitizer has them.
 class Failing {
   public:
-    Failing(const Fault& fault, long n);
+    Failing(const Fault& wanted, long n);
     Failing(const Failing&) = delete;
     Failing& operator=(const Failing&) = delete;
     ~Failing();

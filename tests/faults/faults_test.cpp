@@ -43,10 +43,10 @@ TEST(NoMemory, LeavesStringsAsTheyAre) {
         {"construct", [](ZynString& s) { s = ZynString("other", 3); }},
         {"assign a text", [](ZynString& s) { s = "other"; }},
         {"assign a character", [](ZynString& s) { s = 'c'; }},
-        {"append a string", [](ZynString& s) { s |= s; }},
+        {"append a string", [](ZynString& s) { s |= ZynString(s); }},
         {"append a text", [](ZynString& s) { s |= "other"; }},
         {"append a character", [](ZynString& s) { s |= 'c'; }},
-        {"join", [](ZynString& s) { s = (s | s) | "other"; }},
+        {"join", [](ZynString& s) { s = (s | ZynString(s)) | "other"; }},
         {"reserve", [](ZynString& s) { s.Reserve(s.Length() + 1000); }},
         {"unshare", [](ZynString& s) { s.PostRead(3); }},
         {"part", [](ZynString& s) { s = s.SubString(3, 10); }},
@@ -59,7 +59,7 @@ TEST(NoMemory, LeavesStringsAsTheyAre) {
         {"quote", [](ZynString& s) { s.Quote('"', '\\'); }},
         {"unquote",
          [](ZynString& s) {
-             s = ZynString("\"a \\\" long text that is quoted\"").Unquote('"', '\\');
+             s = ZynString(R"("a \" long text that is quoted")").Unquote('"', '\\');
          }},
         {"list", [](ZynString& s) { s = ZynString::MakeList(s, s, ','); }},
         {"match", [](ZynString& s) { s = s.MatchesPattern("*t?at*", '?', '*') ? "yes" : "no"; }},
@@ -68,14 +68,14 @@ TEST(NoMemory, LeavesStringsAsTheyAre) {
          [](ZynString& s) { s = ZynString::FromDouble(-1.5, 3) | ZynString::FromLong(7, 30); }},
         {"base 64", [](ZynString& s) { s = ZynString::Base64Encode(s.AsBinary()); }},
     };
-    for (const auto& [name, act] : rows)
+    for (const auto& row : rows)
         FailEach(
-            noMemory, name,
+            noMemory, row.name,
             [] {
                 const ZynString text(LongText);
                 return std::pair(text, text);
             },
-            [&act](auto& texts) { act(texts.first); },
+            [&row](auto& texts) { row.act(texts.first); },
             [](const auto& texts) { return Bytes(texts.first) + "|" + Bytes(texts.second); });
 }
 
@@ -84,8 +84,8 @@ TEST(NoMemory, LeavesBinariesAsTheyAre) {
         const char* name;
         std::function<void(ZynBinary&)> act;
     } rows[] = {
-        {"append", [](ZynBinary& b) { b |= b; }},
-        {"join", [](ZynBinary& b) { b = (b | b) | b; }},
+        {"append", [](ZynBinary& b) { b |= ZynBinary(b); }},
+        {"join", [](ZynBinary& b) { b = (b | ZynBinary(b)) | b; }},
         {"mark", [](ZynBinary& b) { b.Mark('x'); }},
         {"unmark", [](ZynBinary& b) { b.Unmark('f'); }},
         {"change", [](ZynBinary& b) { b[3] = 'x'; }},
@@ -95,14 +95,14 @@ TEST(NoMemory, LeavesBinariesAsTheyAre) {
         {"digest", [](ZynBinary& b) { b = b.ToMD5(); }},
         {"base 64", [](ZynBinary& b) { b = ZynString::Base64Encode(b).Base64Decode(); }},
     };
-    for (const auto& [name, act] : rows)
+    for (const auto& row : rows)
         FailEach(
-            noMemory, name,
+            noMemory, row.name,
             [] {
                 const ZynBinary bytes("f some bytes f", 14);
                 return std::pair(bytes, bytes);
             },
-            [&act](auto& values) { act(values.first); },
+            [&row](auto& values) { row.act(values.first); },
             [](const auto& values) { return Bytes(values.first) + "|" + Bytes(values.second); });
 }
 
@@ -135,7 +135,7 @@ void PutParm(ZynStream& stream, unsigned long id, const std::string& text) {
 ZynStream Filled(unsigned short ccsid = 1252) {
     ZynStream stream(8, ZynStream::Plain, ccsid);
     stream.CreateIndex();
-    for (const unsigned long id : {1, 2, 3})
+    for (const unsigned long id : {1UL, 2UL, 3UL})
         PutParm(stream, id, "text " + std::to_string(id));
     stream.EraseParm(1);
     return stream;
@@ -347,10 +347,10 @@ void TraceGoesOn(const std::vector<Fault>& faults) {
              ZynTrace::SetXt(false, nullptr, nullptr);
          }},
     };
-    for (const auto& [name, act] : rows)
+    for (const auto& row : rows)
         FailEach(
-            faults, name, [] { return std::make_unique<TraceFile>(); },
-            [&act](const auto&) { act(); }, [](const auto& file) { return file->Show(); },
+            faults, row.first, [] { return std::make_unique<TraceFile>(); },
+            [&row](const auto&) { row.second(); }, [](const auto& file) { return file->Show(); },
             testing::IsEmpty());
     for (const auto& file : fs::directory_iterator(fs::temp_directory_path()))
         if (file.path().filename().string().starts_with("lines" + std::to_string(getpid())))
@@ -467,16 +467,16 @@ void StoreStays(const std::vector<Fault>& faults, const std::string& codes) {
              stored.read = Bytes(found);
          }},
     };
-    for (const auto& [name, act] : rows)
+    for (const auto& row : rows)
         FailEach(
-            faults, name,
-            [&, exists = name != std::string("make the store")] {
+            faults, row.first,
+            [&, exists = row.first != std::string("make the store")] {
                 return std::make_unique<Stored>(folder, exists);
             },
-            [&act](const auto& stored) {
+            [&row](const auto& stored) {
                 ZynProfile profile;
                 try {
-                    act(*stored, profile);
+                    row.second(*stored, profile);
                 } catch (const ZynOSException& e) {
                     if (e.ReturnCode() != zynkreg::StoreFailed + SQLITE_IOERR_DIR_FSYNC)
                         throw; // here it is done, but the system might still forget it
