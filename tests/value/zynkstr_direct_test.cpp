@@ -116,10 +116,10 @@ TEST_F(StringDirect, IsAThreadsOwn) {
         {"de_DE.UTF-8", 2}, {"de_DE.CP1252", 3}, {"ja_JP.SJIS", 3}};
     std::latch start(std::size(rows));
     std::vector<std::thread> threads;
-    for (const auto& [name, length] : rows)
-        threads.emplace_back([&start, name = name, length = length] {
-            const locale_t own = newlocale(LC_ALL_MASK, name, nullptr);
-            ASSERT_NE(own, nullptr) << name;
+    for (const auto& [name, length] : rows) {
+        ASSERT_NE(std::setlocale(LC_ALL, name), nullptr) << name;
+        const locale_t own = duplocale(LC_GLOBAL_LOCALE); // newlocale loses memory of its own
+        threads.emplace_back([&start, own, name = name, length = length] {
             uselocale(own);
             start.arrive_and_wait();
             for (int i = 0; i < 2000; ++i)
@@ -127,6 +127,7 @@ TEST_F(StringDirect, IsAThreadsOwn) {
             uselocale(LC_GLOBAL_LOCALE);
             freelocale(own);
         });
+    }
     for (std::thread& thread : threads)
         thread.join();
 }
