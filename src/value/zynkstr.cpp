@@ -16,6 +16,15 @@ unsigned long BytesToCopy(const char* text, long length) {
     return length > 0 ? strnlen(text, static_cast<unsigned long>(length)) : 0;
 }
 
+// A representation with room for `capacity` bytes and a terminator. Its byte is taken off the room,
+// so that PostRead can fill exactly what was asked for.
+ZynBinary::Rep* AllocateText(unsigned long capacity, unsigned long length) {
+    ZynBinary::Rep* const rep =
+        ZynBinary::Rep::Allocate(capacity < ULONG_MAX ? capacity + 1 : capacity, length);
+    --rep->_allocLen;
+    return rep;
+}
+
 } // namespace
 
 ZynString::ZynString(const char* text, long length, unsigned long startpos) {
@@ -26,11 +35,7 @@ ZynString::ZynString(const char* text, long length, unsigned long startpos) {
     *this = FromBytes(from, BytesToCopy(from, length));
 }
 
-// The terminator's byte is taken off the capacity, so that PostRead can fill exactly what was
-// asked for.
-ZynString::ZynString(CreateEmptyTag, unsigned long capacity)
-    : _pRep(ZynBinary::Rep::Allocate(capacity < ULONG_MAX ? capacity + 1 : capacity, 0)) {
-    --_pRep->_allocLen;
+ZynString::ZynString(CreateEmptyTag, unsigned long capacity) : _pRep(AllocateText(capacity, 0)) {
     _pRep->_data[0] = '\0';
 }
 
@@ -93,12 +98,13 @@ void ZynString::Reserve(unsigned long n) {
 ZynString ZynString::Joined(const char* text, unsigned long n, unsigned long room) const {
     const unsigned long len = _pRep->_len;
     const bool fits = room < _pRep->_allocLen;
-    ZynString joined(CreateEmpty, fits ? std::max(_pRep->_allocLen - 1, len) : room);
+    const unsigned long capacity = fits ? std::max(_pRep->_allocLen - 1, len) : room;
+    ZynString joined;
+    joined._pRep = ZynBinary::RepRef(AllocateText(capacity, len + n));
     char* const to = joined._pRep->_data;
     std::memcpy(to, _pRep->_data, len);
     std::memcpy(to + len, text, n);
     to[len + n] = '\0';
-    joined._pRep->_len = len + n;
     return joined;
 }
 
