@@ -15,9 +15,12 @@ namespace {
 
 using namespace zynkreg; // NOLINT(google-build-using-namespace)
 
-const std::array<ZynString, 6> path = {"Software", "KOR",           "Tessera Flow",
-                                       "3.2",      "Configuration", "FMT"};
-const ZynString name = "TraceCriteria";
+const std::array<ZynString, 6>& Path() {
+    static const std::array<ZynString, 6> path = {"Software", "KOR",           "Tessera Flow",
+                                                  "3.2",      "Configuration", "FMT"};
+    return path;
+}
+constexpr const char* Name = "TraceCriteria";
 constexpr const char* FindKey = "SELECT id FROM keys WHERE parent=?1 AND folded=?2";
 constexpr const char* FindValue = "SELECT type, data FROM key_values WHERE key=?1 AND folded=?2";
 
@@ -31,14 +34,14 @@ class Store {
         Writing change(LocalMachine);
         for (int i = 0; i < 10; ++i) {
             HKEY key = LocalMachine;
-            for (const ZynString& part : path)
+            for (const ZynString& part : Path())
                 RegCreateKeyEx(key, part, ReadWrite, key);
             HKEY sibling = LocalMachine;
-            for (const ZynString& part : path)
-                RegCreateKeyEx(sibling, &part == &path.back() ? ZynString::FromLong(i) : part,
+            for (const ZynString& part : Path())
+                RegCreateKeyEx(sibling, &part == &Path().back() ? ZynString::FromLong(i) : part,
                                ReadWrite, sibling);
             for (const HKEY each : {key, sibling}) {
-                RegSetValueEx(each, name, Text, "some words", 10);
+                RegSetValueEx(each, Name, Text, "some words", 10);
                 for (int value = 0; value < 20; ++value)
                     RegSetValueEx(each, ZynString::FromLong(value), Text, "some words", 10);
             }
@@ -63,7 +66,7 @@ const Store& TheStore() {
 HKEY OpenConfiguration() {
     const Reading extent(LocalMachine);
     HKEY key = LocalMachine;
-    for (const ZynString& part : path) {
+    for (const ZynString& part : Path()) {
         HKEY child = 0;
         if (RegOpenKeyEx(key, part, Read, child) != Success)
             std::abort();
@@ -77,9 +80,9 @@ void ReadValue(HKEY key) {
     const Reading extent(key);
     unsigned long type = 0;
     unsigned long length = 0;
-    RegQueryValueEx(key, name, type, nullptr, length);
+    RegQueryValueEx(key, Name, type, nullptr, length);
     std::string bytes(length, '\0');
-    if (RegQueryValueEx(key, name, type, bytes.data(), length) != Success)
+    if (RegQueryValueEx(key, Name, type, bytes.data(), length) != Success)
         std::abort();
     benchmark::DoNotOptimize(bytes.data());
 }
@@ -197,8 +200,8 @@ void OpenAndReadSqliteSteps(benchmark::State& state) {
         sqlite3_reset(commit);
         ReadValue(find, key);
     }
-    for (auto s : {begin, commit, open, find})
-        sqlite3_finalize(s);
+    for (sqlite3_stmt* const each : {begin, commit, open, find})
+        sqlite3_finalize(each);
 }
 BENCHMARK(OpenAndReadSqliteSteps);
 
