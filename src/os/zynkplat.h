@@ -90,8 +90,8 @@ bool IsLowDescriptor(int file);
 /// Whether the process may be ended for a write beyond a limit of file sizes.
 bool HasFileSizeLimit();
 /// In one write, which fails at a limit of file sizes if one is told of. What can't be written is
-/// lost; how many bytes were.
-unsigned long Append(int file, const char* bytes, unsigned long n, bool isLimited);
+/// lost; false if that is all of it.
+bool Append(int file, const char* bytes, unsigned long n, bool isLimited);
 void Close(int file);
 /// Which file a descriptor is of; 0 in both if it is of none.
 struct FileIdentity {

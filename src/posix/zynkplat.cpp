@@ -3,11 +3,13 @@
 
 #include <langinfo.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
 #include <cwctype>
 #include <iterator>
+#include <new>
 
 namespace zynkplat {
 
@@ -24,29 +26,40 @@ thread_local ConversionStates states;
 constexpr unsigned char LastPlainByte = 0x7F;
 constexpr wchar_t LastCharacter = 0x10FFFF; // some runtimes read on to 31 bits
 
-// What the runtime says of the bytes of an encoding, asked for once. Each thread may have a locale
-// of its own, so each keeps what it has learned.
+// What the runtime says of the bytes of an encoding, asked for once in the process: the runtime
+// chooses its conversion by the encoding's name, whatever locale has it. They are never given back,
+// as threads that end late still read them.
 class LocaleEncoding {
   public:
-    // For the thread's current locale. A locale that goes may leave its address to another one, but
-    // the names of their encodings differ then, or what they say of the bytes is the same.
-    const LocaleEncoding& Current() {
-        const char* const codeset = nl_langinfo(CODESET);
-        if (codeset != _codeset || std::strcmp(codeset, _name) != 0)
-            Learn(codeset);
-        return *this;
+    // For the thread's current locale; null if there is no memory for it. A locale that goes may
+    // leave its address to another one, so the name is compared as well.
+    static const LocaleEncoding* Current() {
+        thread_local const char* codeset = nullptr;
+        thread_local const LocaleEncoding* current = nullptr;
+        const char* const now = nl_langinfo(CODESET);
+        if (now != codeset || std::strcmp(now, current->_name) != 0) {
+            const LocaleEncoding* const found = Find(now);
+            if (found == nullptr)
+                return nullptr;
+            current = found;
+            codeset = now;
+        }
+        return current;
+    }
+
+    // Where a shift-out is no character, it shifts. Not the runtime's own answer: it counts other
+    // encodings as stateful too, and it has one state for all threads.
+    static bool ShiftsNow() {
+        constexpr char ShiftOut = 0x0E;
+        std::mbstate_t fresh = {};
+        return std::mbrlen(&ShiftOut, 1, &fresh) != 1;
     }
 
     bool HasShiftStates() const { return _hasShiftStates; }
     const DirectEncoding& Direct() const { return _direct; }
 
   private:
-    void Learn(const char* codeset) {
-        // Where a shift-out is no character, it shifts. Not the runtime's own answer: it counts
-        // other encodings as stateful too, and it has one state for all threads.
-        constexpr char ShiftOut = 0x0E;
-        std::mbstate_t fresh = {};
-        _hasShiftStates = std::mbrlen(&ShiftOut, 1, &fresh) != 1;
+    explicit LocaleEncoding(const char* codeset) : _hasShiftStates(ShiftsNow()) {
         _direct.isAscii = true;
         for (unsigned int byte = 0; byte < std::size(_direct.units); ++byte) {
             _direct.units[byte] = UnitOf(static_cast<char>(byte));
@@ -54,8 +67,23 @@ class LocaleEncoding {
                 _direct.isAscii = false;
         }
         _direct.isUtf8 = _direct.isAscii && std::strcmp(codeset, "UTF-8") == 0;
-        _codeset = codeset;
-        std::strncpy(_name, codeset, sizeof _name - 1); // what is longer never compares equal
+        std::strncpy(_name, codeset, sizeof _name - 1);
+    }
+
+    static const LocaleEncoding* Find(const char* codeset) {
+        static constinit std::atomic<const LocaleEncoding*> newest = nullptr;
+        if (std::strlen(codeset) >= sizeof _name)
+            return nullptr;
+        for (const LocaleEncoding* each = newest; each != nullptr; each = each->_older)
+            if (std::strcmp(each->_name, codeset) == 0)
+                return each;
+        auto* const learned = new (std::nothrow) LocaleEncoding(codeset);
+        if (learned != nullptr) {
+            learned->_older = newest;
+            while (!newest.compare_exchange_weak(learned->_older, learned))
+                ; // two threads that learn the same keep it twice
+        }
+        return learned;
     }
 
     // Of some bytes the runtime waits for what follows before it tells.
@@ -69,12 +97,11 @@ class LocaleEncoding {
 
     static constexpr wchar_t LastUnit = 0xFFFF;
 
-    const char* _codeset = nullptr;
+    const LocaleEncoding* _older = nullptr;
     char _name[32] = {};
-    bool _hasShiftStates = false;
+    bool _hasShiftStates;
     DirectEncoding _direct = {};
 };
-thread_local LocaleEncoding encoding;
 
 class HostMultiByte final : public MultiByte {
   public:
@@ -82,13 +109,14 @@ class HostMultiByte final : public MultiByte {
 
     bool ResetShiftState() override {
         states = {};
-        return encoding.Current().HasShiftStates();
+        const LocaleEncoding* const current = LocaleEncoding::Current();
+        return current != nullptr ? current->HasShiftStates() : LocaleEncoding::ShiftsNow();
     }
 
     const DirectEncoding* ResetToDirect() override {
         states = {};
-        const LocaleEncoding& current = encoding.Current();
-        return current.HasShiftStates() ? nullptr : &current.Direct();
+        const LocaleEncoding* const current = LocaleEncoding::Current();
+        return current == nullptr || current->HasShiftStates() ? nullptr : &current->Direct();
     }
 
     bool IsBetweenCharacters() const override { return std::mbsinit(&states.toWide) != 0; }

@@ -70,10 +70,9 @@ bool HasFileSizeLimit() {
     return getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY;
 }
 
-unsigned long Append(int file, const char* bytes, unsigned long n, bool isLimited) {
+bool Append(int file, const char* bytes, unsigned long n, bool isLimited) {
     const Uncancelled extent;
-    const ssize_t written = isLimited ? WriteWithinLimit(file, bytes, n) : write(file, bytes, n);
-    return written > 0 ? static_cast<unsigned long>(written) : 0;
+    return (isLimited ? WriteWithinLimit(file, bytes, n) : write(file, bytes, n)) >= 0;
 }
 
 void Close(int file) {

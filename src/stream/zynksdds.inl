@@ -52,7 +52,8 @@ inline const char* ZynStream::PeekVarOpaque(unsigned long& length) const {
     EnableCorrectRead(WordSize);
     const char* const word = At(_curPos);
     length = zynkxdr::LoadWord(word);
-    EnableCorrectRead(WordSize + length);
+    if (!ZYN_LIKELY(length <= ReadEnd() - _curPos - WordSize))
+        ThrowContentError();
     return word + WordSize;
 }
 

@@ -121,11 +121,13 @@ void ZynStream::PutStringOf(ZynStream& source) {
     PutString(text.Data(), length, source._pMem->_header._streamCcsid);
 }
 
-// The bytes of the parameter that the source has open.
+// The bytes of the parameter that the source has open. Where the index of a shared block is out of
+// date they may reach into the place they go to.
 void ZynStream::PutPayloadOf(const ZynStream& source) {
     const unsigned long length = source._parmStack.Top()._length - FrameHeadSize;
     char* const to = Claim(length + Padding(length));
-    StoreOpaque(to, source.At(source._curPos), length);
+    std::memmove(to, source.At(source._curPos), length);
+    std::memset(to + length, 0, Padding(length));
 }
 
 // Takes back the last parameter of the top level, which is being encoded.
@@ -146,6 +148,8 @@ ZynStream ZynStream::Compacted(Index* index) const {
     std::memcpy(compact.Claim(headerSize), At(_pMem->_headerPos), headerSize);
     compact._pMem->_startPos = headerSize;
     for (const ZynStreamParmDescriptor& parm : *_pMem->_pParmIndex) {
+        if (parm._length == 0)
+            continue; // another cursor still encodes it
         if (index != nullptr)
             index->emplace_hint(index->end(), parm._id, compact._curPos, parm._length);
         std::memcpy(compact.Claim(parm._length), At(parm._position), parm._length);

@@ -102,8 +102,14 @@ ZynStream& ZynStream::EndParmEncChecked() {
     const std::uint32_t length = zynkxdr::WireWord(_curPos - parm._position);
     parm._length = length;
     RequireHeadInBlock(parm);
-    if (IsIndexed() && _parmStack.Size() == 1)
-        ZYN_REQUIRE_TEXT(IndexReplaceEntry(parm), "rc == true");
+    if (IsIndexed() && _parmStack.Size() == 1) {
+        // Where another cursor has compacted the stream, the frame is not where the index has it.
+        ZynStreamParmDescriptor entry(parm._id);
+        ZYN_REQUIRE_TEXT(IndexFindEntry(entry) && entry._position == parm._position &&
+                             _curPos <= _pMem->_endPos,
+                         "rc == true");
+        IndexReplaceEntry(parm);
+    }
     const unsigned long end = _curPos;
     _curPos = parm._position;
     char* const head = Claim(FrameHeadSize);

@@ -17,20 +17,9 @@ namespace {
 
 // Of the file that was opened last, under the lock of the file.
 constinit zynkplat::FileIdentity identity = {};
-constinit bool isCut = false;     // a line has only begun, as on a full disk
 constinit bool isLost = false;    // its descriptor is another file's, or closed
 constinit bool isLimited = false; // file sizes are
 constinit int linesToLook = 0;    // until the two are looked at again
-
-// Behind a line that was cut off, the next one begins anew all the same.
-void AppendLine(int file, std::string_view entry) {
-    if (isCut)
-        isCut = zynkplat::Append(file, "\n", 1, isLimited) == 0;
-    const unsigned long written = zynkplat::Append(file, entry.data(), entry.size(), isLimited);
-    isCut = isCut || (written != 0 && written < entry.size());
-    if (written == 0)
-        linesToLook = 0;
-}
 
 } // namespace
 
@@ -162,15 +151,13 @@ void ZynTrace::WriteToFile(std::string_view entry) {
         if (_fdesc == 0)
             return;
         _opentries = 0;
-        const zynkplat::FileIdentity opened = zynkplat::IdentityOf(_fdesc);
-        isCut = isCut && opened == identity;
-        identity = opened;
+        identity = zynkplat::IdentityOf(_fdesc);
         linesToLook = 0;
     }
     if (linesToLook-- == 0)
         LookAtFile();
-    if (!isLost)
-        AppendLine(_fdesc, entry);
+    if (!isLost && !zynkplat::Append(_fdesc, entry.data(), entry.size(), isLimited))
+        linesToLook = 0;
     _TraceFileWrittenBytes += entry.size();
     if (Read(_FlipFlopTrace) && _TraceFileWrittenBytes > Read(_TraceFileSize))
         Rotate();

@@ -10,12 +10,6 @@ namespace {
 constexpr std::ios::fmtflags PlainFlags = std::ios::skipws | std::ios::dec;
 constexpr std::streamsize PlainPrecision = 6;
 
-// The word of a stream in which it is found again by OnEvent.
-int WordIndex() {
-    static const int index = std::ios_base::xalloc();
-    return index;
-}
-
 } // namespace
 
 ZynTraceStream::ZynTraceStream(zynktrc::Memory* memory)
@@ -23,30 +17,26 @@ ZynTraceStream::ZynTraceStream(zynktrc::Memory* memory)
     if (memory == nullptr)
         return; // nothing comes out of it
     imbue(std::locale::classic());
-    pword(WordIndex()) = this;
-    register_callback(OnEvent, WordIndex());
+    register_callback(OnEvent, 0);
 }
 
-ZynTraceStream::~ZynTraceStream() {
-    if (_memory != nullptr)
-        pword(WordIndex()) = nullptr;
-}
-
-// Comes when the stream gets a locale, alone or with the rest of another stream's format.
-void ZynTraceStream::OnEvent(event /*event*/, std::ios_base& stream, int index) {
-    if (auto* const self = static_cast<ZynTraceStream*>(stream.pword(index)); self != nullptr)
+// Comes when the stream gets a locale, alone or with the rest of another stream's format. A stream
+// of any kind that gets this one's format gets this callback with it.
+void ZynTraceStream::OnEvent(event /*event*/, std::ios_base& stream, int /*index*/) {
+    if (auto* const self = dynamic_cast<ZynTraceStream*>(&stream); self != nullptr)
         self->_hasNewLocale = true;
 }
 
 // Whether an item comes out as itself.
 inline bool ZynTraceStream::IsPlain() const {
     return _pIos->flags() == PlainFlags && _pIos->width() == 0 &&
-           _pIos->rdstate() == std::ios::goodbit && _pIos->rdbuf() == _memory && !_hasNewLocale;
+           _pIos->rdstate() == std::ios::goodbit && _pIos->rdbuf() == _memory &&
+           _pIos->tie() == nullptr && !_hasNewLocale;
 }
 
 inline bool ZynTraceStream::IsFresh() const {
     return IsPlain() && _pIos->precision() == PlainPrecision && _pIos->fill() == ' ' &&
-           _pIos->tie() == nullptr && _pIos->exceptions() == std::ios::goodbit;
+           _pIos->exceptions() == std::ios::goodbit;
 }
 
 bool ZynTraceStream::Reset() noexcept try {

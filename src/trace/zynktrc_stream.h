@@ -7,6 +7,7 @@
 #pragma once
 
 #include <concepts>
+#include <cstddef>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -35,7 +36,6 @@ class ZYN_EXPORT ZynTraceStream final : public std::ostream {
     explicit ZynTraceStream(zynktrc::Memory* memory);
     ZynTraceStream(const ZynTraceStream&) = delete;
     ZynTraceStream& operator=(const ZynTraceStream&) = delete;
-    ~ZynTraceStream() override;
 
     template <zynktrc::Scalar T>
     friend ZynTraceStream& operator<<(ZynTraceStream& os, T item) {
@@ -56,11 +56,33 @@ class ZYN_EXPORT ZynTraceStream final : public std::ostream {
         return os << (text.IsNull() ? "<null>" : text.C_str());
     }
 
+    // The rest of what a std::ostream has members for, so that an operator for streams of any type
+    // that gives what it was given can be an item's.
+    template <zynktrc::OneOf<float, double, long double, void*, const void*, std::nullptr_t> T>
+    friend ZynTraceStream& operator<<(ZynTraceStream& os, T item) {
+        return os.Also(item);
+    }
+    friend ZynTraceStream& operator<<(ZynTraceStream& os, std::ostream& (*change)(std::ostream&)) {
+        return os.Also(change);
+    }
+    friend ZynTraceStream& operator<<(ZynTraceStream& os, std::ios& (*change)(std::ios&)) {
+        return os.Also(change);
+    }
+    friend ZynTraceStream& operator<<(ZynTraceStream& os,
+                                      std::ios_base& (*change)(std::ios_base&)) {
+        return os.Also(change);
+    }
+
     /// As if it was new, but for the words and callbacks of users, which a stream can't be asked
     /// for. False if it can't be that: it has had another locale, or there is no memory.
     [[gnu::visibility("hidden")]] bool Reset() noexcept;
 
   private:
+    template <class T>
+    ZynTraceStream& Also(T item) {
+        static_cast<std::ostream&>(*this) << item;
+        return *this;
+    }
     template <class T>
     ZynTraceStream& Put(T item);
     ZynTraceStream& PutText(std::string_view text);

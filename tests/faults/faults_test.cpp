@@ -286,10 +286,12 @@ TEST(NoMemory, LeavesConvertersAsTheyAre) {
 /// Lines of a file of their own, as long as it lives.
 class TraceFile {
   public:
-    /// Writes one more line, with the settings read anew; how it stands in the file.
+    /// Writes two more lines, with the settings read anew; how the second stands in the file. The
+    /// first may follow a part of a line.
     std::string Show() {
         ZynTrace::ReInit();
         ZynTrace::SetFilter(9, 0xFFFF, 0xFFFFFFFF);
+        ZYN_TRACE(1, ZynTrace::General, ZynTrace::Kernel, "near the end");
         ZYN_TRACE(1, ZynTrace::General, ZynTrace::Kernel, "the end");
         const auto taken = _lines.Take();
         return taken.empty() ? "" : taken.back();
@@ -304,7 +306,7 @@ std::ostream& operator<<(std::ostream& os, Item) {
     return os << std::string(2000, 'x') << ZynString(std::string(2000, 'y').c_str());
 }
 
-// A line may be lost, but its failure never leaves its place, and the lines behind it are whole.
+// A line may be lost or cut, but its failure never leaves its place, and later lines are whole.
 void TraceGoesOn(const std::vector<Fault>& faults) {
     const std::pair<const char*, std::function<void()>> rows[] = {
         {"line", [] { ZYN_TRACE(1, ZynTrace::General, ZynTrace::Kernel, Item()); }},

@@ -191,6 +191,25 @@ TEST(ZynStreamIndex, TakesNothingFromOpenParametersThatAreDamaged) {
     }
 }
 
+// A cursor that encodes while another one compacts is left with a place of the former bytes.
+TEST(ZynStreamIndex, TakesNoParameterThatIsNotWhereItBegan) {
+    ZynStream stream = Indexed({1, 2, 3, 4});
+    ZynStream cursor(stream);
+    cursor.PositionToEnd();
+    cursor.StartParmEnc(9);
+    cursor.PutFixedOpaque(std::string(3000, 'x').data(), 3000);
+    for (const unsigned long id : {1, 2}) {
+        stream.PositionToStart();
+        stream.EraseParm(id);
+        stream.Compact(true);
+    }
+    Fails("rc == true", {[&] { cursor.EndParmEnc(); }});
+    EXPECT_FALSE(stream.EraseParm(9));
+    stream.EraseParm(3);
+    stream.Compact(false);
+    EXPECT_EQ(Sent(stream), Whole(Frames({{4, 4}})));
+}
+
 // What can't be taken over leaves nothing behind.
 TEST(ZynStreamIndex, TakesNothingOverThatIsDamaged) {
     ZynStream damaged = Received(Whole(Frame(1, Word(50)) + Frame(2, Counted("a")), 9999));

@@ -117,6 +117,17 @@ std::string Bounds() {
     return text;
 }
 
+/// With an operator for streams of any type.
+struct Point {
+    float x;
+    double y;
+};
+
+template <class Out>
+Out& operator<<(Out& os, const Point& point) {
+    return os << point.x << ',' << point.y << std::hex << std::endl << static_cast<void*>(nullptr);
+}
+
 TEST(TraceText, TakesItemsAsAnyStreamDoes) {
     const char* const none = nullptr;
     const std::string string("a\0b", 3);
@@ -138,6 +149,7 @@ TEST(TraceText, TakesItemsAsAnyStreamDoes) {
         os << Monday << PlainOne << Price() << 5 << std::vector<int>{1, 2} << 3;
     });
     same([&](auto& os) { os << 5 << Price() << Price(); });
+    same([&](auto& os) { os << "at " << Point{1.5F, 2.5} << Point{} << 5; });
     same([&](auto& os) { os.width(5), os << 12, os.width(5), os << "12", os << 1; });
     same([&](auto& os) { os.setf(std::ios::showpos | std::ios::boolalpha), os << 12 << true; });
     same([&](auto& os) { os.setstate(std::ios::badbit), os << 12 << "x"; });
@@ -154,6 +166,22 @@ TEST(TraceText, TakesItemsAsAnyStreamDoes) {
     EXPECT_THAT(Bounds<unsigned int>() + Bounds<unsigned short>() + Bounds<unsigned long>() +
                     Bounds<unsigned long long>() + Bounds<bool>(),
                 testing::HasSubstr("18446744073709551615 "));
+}
+
+TEST(TraceText, GivesItsFormatToStreamsThatLiveLonger) {
+    std::ostringstream later;
+    for (int i = 0; i < 3; ++i) {
+        ZynTrace::Text text;
+        later.copyfmt(text.Stream());
+        text.Stream() << std::hex << 1.5 << std::endl;
+    }
+    later.imbue(std::locale::classic());
+    later << 1234567;
+    EXPECT_EQ(later.str(), "1234567");
+}
+
+TEST(TraceSite, CanBeAnArgumentOfAMacro) {
+    EXPECT_NO_THROW(ZYN_TRACE(1, ZynTrace::General, ZynTrace::Kernel, "x"));
 }
 
 TEST(TraceLine, BeginsWithItsPlace) {
