@@ -16,11 +16,15 @@ unsigned long BytesToCopy(const char* text, long length) {
     return length > 0 ? strnlen(text, static_cast<unsigned long>(length)) : 0;
 }
 
+// Bytes with a terminator. More than there can be stays so, and fails when it is asked for.
+unsigned long Terminated(unsigned long n) {
+    return n < ULONG_MAX ? n + 1 : n;
+}
+
 // A representation with room for `capacity` bytes and a terminator. Its byte is taken off the room,
 // so that PostRead can fill exactly what was asked for.
 ZynBinary::Rep* AllocateText(unsigned long capacity, unsigned long length) {
-    ZynBinary::Rep* const rep =
-        ZynBinary::Rep::Allocate(capacity < ULONG_MAX ? capacity + 1 : capacity, length);
+    ZynBinary::Rep* const rep = ZynBinary::Rep::Allocate(Terminated(capacity), length);
     --rep->_allocLen;
     return rep;
 }
@@ -41,7 +45,7 @@ ZynString::ZynString(CreateEmptyTag, unsigned long capacity) : _pRep(AllocateTex
 
 ZynString ZynString::FromBytes(const char* bytes, unsigned long n) {
     ZynString string;
-    string._pRep = ZynBinary::RepRef(ZynBinary::Rep::Allocate(n + 1, n));
+    string._pRep = ZynBinary::RepRef(ZynBinary::Rep::Allocate(Terminated(n), n));
     if (n != 0)
         std::memcpy(string._pRep->_data, bytes, n);
     string._pRep->_data[n] = '\0';
@@ -60,7 +64,7 @@ ZynString& ZynString::operator=(char c) {
 
 ZynString& ZynString::Assign(const char* bytes, unsigned long n) {
     ZYN_REQUIRE_TEXT(bytes != nullptr || n == 0, "bytes != 0 || n == 0");
-    if (!_pRep.Fit(n + 1))
+    if (!_pRep.Fit(Terminated(n)))
         return *this = FromBytes(bytes, n);
     if (n != 0)
         std::memmove(_pRep->_data, bytes, n);

@@ -71,6 +71,59 @@ TEST(String, IsMadeOfPartsOfATextOrWithTheExactRoom) {
     EXPECT_EQ(Bytes(made).size() + Bytes(reserved).size(), 8U);
     Fails(invariant, {[&] { made.PostRead(5); }, [&] { reserved.PostRead(~0UL); }}, "Invariant");
     EXPECT_THROW(ZynString(CreateEmpty, ~0UL), std::bad_alloc);
+    EXPECT_THROW(made.Assign("", ~0UL), std::bad_alloc);
+}
+
+// The most bytes that it can be filled with.
+unsigned long RoomOf(ZynString& s) {
+    for (unsigned long n = s.Length();; ++n)
+        try {
+            s.PostRead(n + 1);
+        } catch (const ZynAssertionException&) {
+            return n;
+        }
+}
+
+TEST(String, GrowsToTheExactRoom) {
+    const std::tuple<unsigned long, const char*, std::function<void(ZynString&)>> rows[] = {
+        {7, "its text", [](auto&) {}},
+        {9, "assigned", [](auto& s) { s = "12345678"; }},
+        {3, "assigned less", [](auto& s) { s.Assign("12", 2); }},
+        {7, "reserved within", [](auto& s) { s.Reserve(6); }},
+        {7, "reserved", [](auto& s) { s.Reserve(7); }},
+        {200, "reserved much", [](auto& s) { s.Reserve(200); }},
+        {200, "reserved, then less", [](auto& s) { s.Reserve(200), s.Reserve(8); }},
+        {9, "a text behind", [](auto& s) { s |= "123"; }},
+        {7, "a byte behind", [](auto& s) { s |= '1'; }},
+        {200, "texts into the room",
+         [](auto& s) { s.Reserve(200), s |= "1", s |= ZynString("2"); }},
+        {201, "one byte more",
+         [](auto& s) { s.Reserve(200), s |= ZynString(std::string(195, 'x').c_str()); }},
+        {70, "byte by byte",
+         [](auto& s) {
+             while (s.Length() < 70)
+                 s |= 'x';
+         }},
+        {12, "joined", [](auto& s) { s = s | s; }},
+        {8, "joined with a text", [](auto& s) { s = s | "12"; }},
+        {199, "a shared one's",
+         [](auto& s) {
+             s.Reserve(200);
+             const ZynString copy(s);
+             s |= "1";
+         }},
+        {199, "a shared one",
+         [](auto& s) {
+             s.Reserve(200);
+             const ZynString copy(s);
+             s.Reserve(2);
+         }},
+        {9, "a null one", [](auto& s) { s.SetNull(), s.Reserve(9); }}};
+    for (const auto& [room, name, change] : rows) {
+        ZynString s("123456");
+        change(s);
+        EXPECT_EQ(RoomOf(s), room) << name;
+    }
 }
 
 // Each change is tried on a text that a copy shares, on one of its own, and on one with room.
