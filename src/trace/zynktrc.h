@@ -354,8 +354,8 @@ ZYN_EXPORT extern ZynString _trcfile;
 #define ZYN_TRACE_HERE_(level, category, component)                                                \
     static constexpr zynktrc::Place zynkPlace_(__FILE_NAME__, __LINE__);                           \
     static constexpr ZynTrace::Site zynkSite_(                                                     \
-        zynkPlace_,                                                                                \
-        zynktrc::FunctionName(__PRETTY_FUNCTION__ + zynkFunctionName(__PRETTY_FUNCTION__)));       \
+        {zynkPlace_,                                                                               \
+         zynktrc::FunctionName(__PRETTY_FUNCTION__ + zynkFunctionName(__PRETTY_FUNCTION__))});     \
     ZynTrace::Trace(zynkSite_, level, category, component, zynkText_)
 #define ZYN_TRACE_LINE_(gate, items, write)                                                        \
     do {                                                                                           \

@@ -114,6 +114,14 @@ TEST(ZynStream, HasTheHeaderOfItsKind) {
         within << 7L << 8L;
         within.Close();
         EXPECT_EQ(Sent(within), good);
+        ZynStream around(8, ZynStream::Plain, 1252);
+        around.PutFixedOpaque(good.data(), good.size());
+        around.PositionToStart();
+        ZynStream::StreamHeader header(ZynStream::Unknown, 0);
+        header.Decode(around);
+        EXPECT_EQ(std::pair(header._kind, header._streamLength), std::pair(kind, good.size()));
+        EXPECT_EQ(header._streamCcsid, 850);
+        EXPECT_EQ(Play(around, "=long7 =long8"), std::to_string(20 + size + 8) + " eof open");
         EXPECT_EQ(Play(within, "=long7 =long8"), std::to_string(size + 16) + " eof");
         EXPECT_EQ(Play(ZynStream(block, 8), "[9"),
                   "ParmMismatch at offset = " + std::to_string(size) + ' ' +

@@ -111,6 +111,17 @@ TEST(Binary, IsAFieldOfADatabase) {
     ExpectRecord<&B::PreTB4VarCharRead, &B::PostTB4VarCharRead, &B::PreTB4VarCharWrite>(2, 9);
     ExpectRecord<&B::PreTB4LOBRead, &B::PostTB4LOBRead, &B::PreTB4LOBWrite>(4, 5);
     ExpectRecord<&B::PreODBCVarCharRead, &B::PostODBCVarCharRead, &B::PreODBCVarCharWrite>(4, 5);
+
+    struct Field : B {
+        using B::B;
+        using B::StringBuffer;
+    };
+    Field field("ab", 2);
+    EXPECT_EQ(static_cast<void*>(field.StringBuffer()), field.PreODBCVarCharWrite());
+    const Field copy = field;
+    EXPECT_EQ(copy.StringBuffer()->data, copy.Data());
+    Fails("_pRep->_refCount == 1", {[&] { field.StringBuffer(); }});
+    Fails("_pRep != 0", {[] { Field().StringBuffer(); }});
 }
 
 TEST(Binary, HasThePublishedDigestsAlsoByPieces) {
