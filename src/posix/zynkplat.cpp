@@ -37,7 +37,7 @@ class LocaleEncoding {
         thread_local const char* codeset = nullptr;
         thread_local const LocaleEncoding* current = nullptr;
         const char* const now = nl_langinfo(CODESET);
-        if (now != codeset || std::strcmp(now, current->_name) != 0) {
+        if (current == nullptr || now != codeset || std::strcmp(now, current->_name) != 0) {
             const LocaleEncoding* const found = Find(now);
             if (found == nullptr)
                 return nullptr;
