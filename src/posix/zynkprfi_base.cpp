@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "zynkprf_store.h"
 
@@ -50,18 +51,18 @@ unsigned long Word(const unsigned char* bytes) {
 // SQLite's own lock is had by whoever comes at the right moment, which is as a rule the one that
 // has just given it up. So only one process at a time tries for it: the one that has this byte of
 // the file. The others try for the byte, the more often the longer they wait. It goes with its
-// process; one that is stopped with it, or a system that has no such locks, costs the order and no
-// more.
+// process; a system that has no such locks costs the order and no more.
 class Connection::Turn {
   public:
-    explicit Turn(int file) : _file(file) {
+    Turn(int file, std::chrono::milliseconds patience) : _file(file) {
         using std::chrono::milliseconds;
-        constexpr milliseconds Patience(10'000);
         const auto start = std::chrono::steady_clock::now();
         while (!(_isMine = Lock(F_WRLCK)) && (errno == EAGAIN || errno == EACCES)) {
             const auto waited = std::chrono::steady_clock::now() - start;
-            if (waited > Patience)
+            if (waited >= patience) {
+                _isInVain = true;
                 return;
+            }
             Wait(waited > milliseconds(500) ? milliseconds(1) : milliseconds(4));
         }
     }
@@ -71,6 +72,7 @@ class Connection::Turn {
         if (_isMine)
             Lock(F_UNLCK);
     }
+    bool IsInVain() const { return _isInVain; }
 
   private:
     // Of the descriptor, not of the process: it doesn't go when another one is closed.
@@ -85,11 +87,24 @@ class Connection::Turn {
 
     int _file;
     bool _isMine = false;
+    bool _isInVain = false;
 };
 
+// A process that is stopped while it has the byte keeps the others waiting once.
 void Connection::BeginWriting() {
-    const Turn turn(_descriptor);
+    using std::chrono::milliseconds;
+    constexpr milliseconds Patience(2000);
+    const Turn turn(_descriptor, _isTurnStuck ? milliseconds(0) : Patience);
+    _isTurnStuck = turn.IsInVain();
     Run("BEGIN IMMEDIATE");
+}
+
+// The description of the file is the parent's as well: its locks would stay for as long as the
+// child lives. The child has no locks of its own yet that closing it could take away.
+void Connection::LeaveToParent() noexcept {
+    if (IsWatched() && zynkplat::IdentityOf(_descriptor) == _identity)
+        close(_descriptor);
+    _descriptor = -1;
 }
 
 // Ids of keys are never used again: a handle of a key that has been deleted must not open another.
@@ -123,9 +138,11 @@ Connection::Connection(const std::string& path, const zynkplat::FileIdentity& id
     if (base == nullptr)
         throw Failure{zynkreg::StoreFailed + code};
     Check(code);
-    for (const int descriptor : DescriptorsOf(identity))
-        if (std::find(others.begin(), others.end(), descriptor) == others.end())
-            _descriptor = descriptor;
+    const auto all = DescriptorsOf(identity);
+    if (others && all)
+        for (const int descriptor : *all)
+            if (std::find(others->begin(), others->end(), descriptor) == others->end())
+                _descriptor = descriptor;
     if (ReadHeader().IsWithLog())
         Check(SQLITE_NOTADB);
     sqlite3_busy_handler(base, &AwaitStore, nullptr);

@@ -44,6 +44,9 @@ class Connection {
     /// Begins a transaction that may write, when it is this process's turn.
     void BeginWriting();
 
+    /// In the child of a fork, which never uses it again.
+    void LeaveToParent() noexcept;
+
     Connection* next = nullptr; ///< of those that the process must not close
 
   private:
@@ -68,6 +71,7 @@ class Connection {
     zynkplat::FileIdentity _identity;
     int _descriptor = -1; ///< -1 if it can't be told
     long long _lookedAt = 0;
+    bool _isTurnStuck = false; ///< it came to nothing to wait for it
     std::unique_ptr<sqlite3, Closer> _base;
     std::unordered_map<const char*, std::unique_ptr<sqlite3_stmt, Closer>> _statements;
 };

@@ -120,13 +120,13 @@ void MakeFile(const std::string& path, Scope scope) {
 }
 
 // Not by the runtime's iterator, which ends the process where there is no memory.
-std::vector<int> DescriptorsOf(const FileIdentity& identity) {
-    std::vector<int> descriptors;
+std::optional<std::vector<int>> DescriptorsOf(const FileIdentity& identity) {
     // That of the process is empty once its first thread has ended.
     const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir("/proc/thread-self/fd"), &closedir);
-    if (folder == nullptr && errno != ENOENT && errno != EACCES)
-        ThrowSystemFailure(errno);
-    while (const dirent* const entry = folder != nullptr ? readdir(folder.get()) : nullptr)
+    if (folder == nullptr)
+        return std::nullopt;
+    std::vector<int> descriptors;
+    while (const dirent* const entry = readdir(folder.get()))
         if (const int file = std::atoi(entry->d_name);
             entry->d_name[0] != '.' && zynkplat::IdentityOf(file) == identity)
             descriptors.push_back(file);

@@ -1,6 +1,7 @@
 // The files of the two stores.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,7 +29,8 @@ zynkplat::FileIdentity IdentityOf(const std::string& path);
 /// Makes an empty file with its folders. It may have come into being meanwhile.
 void MakeFile(const std::string& path, Scope scope);
 
-/// The descriptors that are of a file.
-std::vector<int> DescriptorsOf(const zynkplat::FileIdentity& identity);
+/// The descriptors that are of a file; none if the system doesn't tell, or has no descriptor left
+/// to ask it.
+std::optional<std::vector<int>> DescriptorsOf(const zynkplat::FileIdentity& identity);
 
 } // namespace zynkprfi

@@ -83,6 +83,8 @@ void Store::BeginChild() noexcept {
     for (Store& store : All()) {
         if (store._transaction == Transaction::Writing)
             store._failure = Lost;
+        if (store._connection != nullptr)
+            store._connection->LeaveToParent();
         store.Abandon();
         store.Leave();
     }

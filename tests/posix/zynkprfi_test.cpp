@@ -595,24 +595,67 @@ TEST_F(StoreTest, LosesNoWriteOf16Processes) {
 }
 
 // The byte is what processes of all versions agree on.
-TEST_F(StoreTest, WaitsForTheHeadOfTheQueueToBegin) {
+TEST_F(StoreTest, WaitsForWhoeverIsAheadToBegin) {
+    using std::chrono::milliseconds;
     const HKEY key = Create(LocalMachine, "k");
-    const Signal held;
-    const Process head([&] {
+    const auto holdByte = [&](const Signal& held) {
         struct flock lock = {F_WRLCK, SEEK_SET, 0x4000'0200, 1, 0};
         EXPECT_EQ(fcntl(open(File().c_str(), O_RDWR), F_OFD_SETLK, &lock), 0);
         held.Say();
         pause();
+    };
+    const auto timeOfChange = [&] {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(Set(key, "v", "x"), Success);
+        return std::chrono::steady_clock::now() - start;
+    };
+    for (const bool isKilled : {true, false}) {
+        const Signal held;
+        const Process ahead([&] { holdByte(held); });
+        held.Await();
+        std::thread killer([&] {
+            usleep(100000);
+            if (isKilled)
+                ahead.Kill();
+        });
+        EXPECT_GT(timeOfChange(), milliseconds(isKilled ? 90 : 1900));
+        if (!isKilled) { // who seems to be stopped delays once
+            EXPECT_LT(timeOfChange(), milliseconds(1000));
+        }
+        killer.join();
+        if (!isKilled)
+            ahead.Kill();
+    }
+}
+
+TEST_F(StoreTest, IsReadWithTheLastDescriptor) {
+    Set(Create(LocalMachine, "k"), "v", "x");
+    const Process process([&] {
+        const rlimit limit = {64, 64};
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+        int last = 0;
+        for (int next = 0; next >= 0; next = dup(0))
+            last = next;
+        close(last);
+        EXPECT_EQ(Get(Opened(LocalMachine, "k"), "v"), "1:x");
     });
-    held.Await();
-    std::thread killer([&] {
-        usleep(100000);
-        head.Kill();
+    EXPECT_EQ(process.Wait(), 0);
+}
+
+// Its locks would outlive the parent.
+TEST_F(StoreTest, IsNotHeldOpenByChildren) {
+    const HKEY key = Create(LocalMachine, "k");
+    const auto descriptors = [&] {
+        return zynkprfi::DescriptorsOf(zynkprfi::IdentityOf(File())).value().size();
+    };
+    EXPECT_EQ(descriptors(), 1U);
+    const Process child([&] {
+        EXPECT_EQ(descriptors(), 0U);
+        EXPECT_EQ(Set(key, "v", "x"), Success);
+        EXPECT_EQ(descriptors(), 1U);
     });
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(Set(key, "v", "x"), Success);
-    EXPECT_GT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(90));
-    killer.join();
+    EXPECT_EQ(child.Wait(), 0);
+    EXPECT_EQ(Set(key, "v", "y"), Success);
 }
 
 TEST_F(StoreTest, HoldsWhatWasAnsweredWhenAWriterIsKilled) {
