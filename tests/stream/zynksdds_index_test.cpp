@@ -198,7 +198,7 @@ TEST(ZynStreamIndex, TakesNoParameterThatIsNotWhereItBegan) {
     cursor.PositionToEnd();
     cursor.StartParmEnc(9);
     cursor.PutFixedOpaque(std::string(3000, 'x').data(), 3000);
-    for (const unsigned long id : {1, 2}) {
+    for (const unsigned long id : {1UL, 2UL}) {
         stream.PositionToStart();
         stream.EraseParm(id);
         stream.Compact(true);
