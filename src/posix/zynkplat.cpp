@@ -31,8 +31,9 @@ constexpr wchar_t LastCharacter = 0x10FFFF; // some runtimes read on to 31 bits
 // as threads that end late still read them.
 class LocaleEncoding {
   public:
-    // For the thread's current locale; null if there is no memory for it. A locale that goes may
-    // leave its address to another one, so the name is compared as well.
+    // For the thread's current locale; null if it can't be kept, for want of memory or for the
+    // length of its name. A locale that goes may leave its address to another one, so the name is
+    // compared as well.
     static const LocaleEncoding* Current() {
         thread_local const char* codeset = nullptr;
         thread_local const LocaleEncoding* current = nullptr;

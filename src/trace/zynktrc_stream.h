@@ -56,8 +56,9 @@ class ZYN_EXPORT ZynTraceStream final : public std::ostream {
         return os << (text.IsNull() ? "<null>" : text.C_str());
     }
 
-    // The rest of what a std::ostream has members for, so that an operator for streams of any type
-    // that gives what it was given can be an item's.
+    // What else is often put on a stream, so that an operator for streams of any type that gives
+    // what it was given can be an item's. Pointers and enumerations of all types can't be among
+    // it: they may have operators of their own.
     template <zynktrc::OneOf<float, double, long double, void*, const void*, std::nullptr_t> T>
     friend ZynTraceStream& operator<<(ZynTraceStream& os, T item) {
         return os.Also(item);
